@@ -30,6 +30,7 @@ add_library(vrn_objects OBJECT
 set_target_properties(vrn_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 target_include_directories(vrn_objects PUBLIC ${PROJECT_SOURCE_DIR})
 target_link_libraries(vrn_objects PRIVATE vrn_flags)
+target_compile_options(vrn_objects PRIVATE -fno-exceptions) # nothing here throws
 if(ANDROID)
   set(vrn_log log)
 else()

@@ -1,6 +1,7 @@
 #include "util/VRNLog.h"
 
 #include <algorithm>
+#include <cerrno>
 
 extern "C" {
 int VRNlogLevel = 4;
@@ -14,6 +15,12 @@ std::string FuncName(std::string prettyFunction) {
     // wrap is meant.
     const size_t arguments = prettyFunction.rfind('(');
     return prettyFunction.substr(start, arguments - start) + "()";
+}
+
+VRNLogName::VRNLogName(const char* prettyFunction) : m_nErrno(errno), m_Name(FuncName(prettyFunction)) {}
+
+VRNLogName::~VRNLogName() {
+    errno = m_nErrno;
 }
 
 std::string VRNLogText(const unsigned char* text, size_t length) {

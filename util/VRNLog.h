@@ -10,7 +10,6 @@
 
 #include <android/log.h>
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -33,6 +32,21 @@ inline bool VRNLogEnabled(int threshold) {
     return __atomic_load_n(&VRNlogLevel, __ATOMIC_RELAXED) >= threshold;
 }
 
+// The name that starts a line, on the stack of the site that logs it. Keeps errno, which the platform log may change.
+class VRNLogName {
+public:
+    explicit VRNLogName(const char* prettyFunction);
+    ~VRNLogName();
+    VRNLogName(const VRNLogName&) = delete;
+    VRNLogName& operator=(const VRNLogName&) = delete;
+
+    const char* Text() const { return m_Name.c_str(); }
+
+private:
+    const int m_nErrno;
+    const std::string m_Name;
+};
+
 // A copy of at most VRN_LOG_TEXT_MAX bytes of `text`: what the platform log takes of text that a host or a far end
 // supplied.
 std::string VRNLogText(const unsigned char* text, size_t length);
@@ -42,17 +56,15 @@ inline unsigned int VRNLogAddress(const void* address) {
     return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(address));
 }
 
-// Nothing is built or evaluated unless the threshold passes. Keeps errno, which the platform log may change.
+// Nothing is built or evaluated unless the threshold passes.
 #define VRN_LOG(threshold, format, ...) VRN_LOG_FOR(__PRETTY_FUNCTION__, threshold, format, ##__VA_ARGS__)
 
 // The same for a helper that logs in its caller's name, whose pretty-function text it was given.
 #define VRN_LOG_FOR(prettyFunction, threshold, format, ...)                                                            \
     do {                                                                                                               \
         if (VRNLogEnabled(threshold)) {                                                                                \
-            const int vrnSavedErrno = errno;                                                                           \
-            const std::string vrnName = FuncName(std::string(prettyFunction));                                         \
-            __android_log_print(ANDROID_LOG_ERROR, VRN_LOG_TAG, format, vrnName.c_str(), ##__VA_ARGS__);               \
-            errno = vrnSavedErrno;                                                                                     \
+            const VRNLogName vrnName(prettyFunction);                                                                  \
+            __android_log_print(ANDROID_LOG_ERROR, VRN_LOG_TAG, format, vrnName.Text(), ##__VA_ARGS__);                \
         }                                                                                                              \
     } while (0)
 
