@@ -21,14 +21,19 @@
 //
 // The event handler
 //   Event 1 comes on the engine's feeder thread, event 2 on a timer thread; both can run at the same time, two events
-//   of one kind cannot. The handler returns quickly: while it runs event 1 no further text is delivered, while it runs
-//   event 2 its channel neither receives nor reports.
+//   of one kind cannot. The handler returns quickly and does not throw: while it runs event 1 no further text is
+//   delivered, and while it runs event 2 (raised with its channel's transport lock held) no channel may receive or show
+//   text.
 //   From inside either event the handler may call, for its own and for any other channel, VRN_SendText,
 //   VRN_SetVEStatus, VRN_StartFDSR, VRN_StopFDSR, VRN_ReconfigIPPort and every setter, and may create a channel or
-//   delete another one. Refused with -1 and a line: deleting the last channel from inside an event, deleting its own
-//   channel from inside event 2, and creating a channel while another thread deletes the last one.
-//   A thread that stops or deletes a channel waits for the engine's calls in progress: it holds no lock that the
-//   handler, or a host's own __android_log_print, takes. A host's own __android_log_print calls no engine method.
+//   delete one, from event 1 also its own. Refused with -1 and a line: deleting the last channel from inside an event,
+//   deleting its own channel from inside event 2, and creating a channel from inside an event while another thread
+//   deletes the last one.
+//
+// Host locks: a call that creates, starts, switches, reconfigures, stops or deletes a channel, or switches RTCP, may
+// wait for an event in progress, so the caller holds no lock that its handler takes. Engine threads log with engine
+// locks held: where the host defines __android_log_print itself, that function calls no engine method, and no engine
+// method is called with a lock held that it takes.
 #ifndef CORVANE_TEXT_ENGINE_CLIENT_H
 #define CORVANE_TEXT_ENGINE_CLIENT_H
 
@@ -75,8 +80,9 @@ struct stVRN_DisplayText {
     // the other T.140 controls come as they were typed. After unrecoverable loss it starts with the two bytes FD FF
     // instead.
     unsigned char* pText;
-    // Bytes of the character, 1 to 6; after the bytes FD FF, the number of packets lost, which has no upper bound
-    // and is then not the length of pText. Never 0.
+    // Bytes of the character, 1 to 6; after the bytes FD FF, the number of packets lost, which is then not the length
+    // of pText, can be far above it, and below 0 where a stream begins with number 0: look for FD FF before you take
+    // it for a length. Never 0.
     std::int32_t nLen;
 };
 
@@ -106,7 +112,8 @@ public:
     // thread; there is no counterpart.
     int VRN_Init();
 
-    // Takes the lowest free channel id. 0 to 2, or -1 when all three are taken. The first channel starts the engine's
+    // Takes the lowest free channel id. 0 to 2, or -1 when all three are taken, or refused from inside an event (see
+    // above). The first channel starts the engine's
     // three threads and resets its millisecond clock. The channel keeps the event handler set at this moment for its
     // event 2.
     int VRN_CreateChannel();
@@ -115,9 +122,9 @@ public:
     // next packet; the level and the type inside RED blocks from the next start.
     int VRN_SetSendCodec(int channel, stVRN_CodecInfo* codec);
 
-    // Where the far end receives: IPv4 or IPv6 in text form (64 characters are kept) and its RTP port; its RTCP port
-    // is the next one (RFC 3550, 11). Holds from the next start. -1: id not 0 to 2, no such channel, or null. The text
-    // is not checked: an address that is none keeps the previous one.
+    // Where the far end receives: IPv4 or IPv6 in text form (64 characters are kept, no zone) and its RTP port; its
+    // RTCP port is the next one (RFC 3550, 11). Holds from the next start. -1: id not 0 to 2, no such channel, or
+    // null. The text is not checked: at the start, one that is no address leaves the previous address and port.
     int VRN_SetSendIPnPort(int channel, const char* ip, unsigned short port);
 
     // Where this side receives, likewise: the local address to bind, its RTP port, and the next one for RTCP.
@@ -126,8 +133,8 @@ public:
     // Starts the channel in a direction (VRN_CHANNEL_STATUS). Its sockets are opened and bound; a channel already
     // started is stopped and built anew. The third argument is ignored. The last channel that began to receive is the
     // active one, whose text is delivered.
-    // 1 is also what a failed start returns (a port in use, say): the log has the reason, and VRN_ReconfigIPPort,
-    // which starts again, does report it. -1: id not 0 to 2 or no such channel.
+    // 1 is also what a failed start returns (a port in use, or a descriptor of 1024 or more, which cannot receive):
+    // the log has the reason, and VRN_ReconfigIPPort, which starts again, does report it. -1: id not 0 to 2 or no such channel.
     // RTP sequence numbers start at 1 whenever sending starts, while a receiver goes on from the last number it saw:
     // after a pause a far end may drop the first packets.
     int VRN_StartFDSR(int channel, int direction, int ignored);
@@ -158,21 +165,26 @@ public:
     // RTCP bandwidths. Stored; reports go out every 2 seconds whatever they say. -1: id not 0 to 2 or no such channel.
     int VRN_SetRtcpOnCall(int channel, int first, int second);
 
-    // How many seconds without RTCP from the far end raise event 2; 0 never does. The check timer takes the same
-    // number as milliseconds: it first runs after that many ms and ends once it finds the far end silent for longer
-    // than it counts. -1: id not 0 to 2 or no such channel.
+    // How many seconds without RTCP from the far end raise event 2. The silence is compared in seconds, and a change
+    // holds from the next check; but the timer of the check takes the number less the silence so far, in ms, as
+    // milliseconds. So with N the first check comes N ms after RTCP is switched on, raises the event when the far end
+    // has been silent for more than N s by then (since its last report, or since the start), and otherwise mostly
+    // never runs again: at 0 and below the timer does not fire. A host that must notice a silent far end does not rely
+    // on event 2 alone. RTCP switched on with 0 never raises it. -1: id not 0 to 2 or no such channel.
     int VRN_SetRtcpTimeout(int channel, short seconds);
 
     // Switches RTCP (RFC 3550, 6) on or off on a started channel: a report every 2000 ms, the time-out check, and the
-    // reading of reports. Only the lowest bit of the byte counts. -1: id not 0 to 2, no such channel, switching on
-    // before the channel is started, or a timer that could not be armed.
+    // reading of reports. Only the lowest bit of the byte counts. Reports end with the first that cannot be sent,
+    // until RTCP is switched off and on. -1: id not 0 to 2, no such channel, switching on before the channel is started
+    // or with a descriptor of 1024 or more, or a timer that could not be armed.
     int VRN_SetCallOptions(int channel, bool rtcpEnabled);
 
     // Hands over typed text, UTF-8, `length` bytes, no NUL needed; not kept after the call. From idle it goes out at
     // once; while a send tick is pending it goes out with the next one, at most 300 ms later, split over several when
-    // it is long. From idle text too long for a RED packet of 500 bytes is refused in the log only (the result is 1).
-    // -1: id not 0 to 2, no such channel, not sending, null or empty text, more than 1400 bytes from idle, or more
-    // than 64 KiB waiting.
+    // it is long. From idle, text too long for a RED packet of 500 bytes is lost, and only the log tells (the result is
+    // 1): hand over what is typed as it is typed.
+    // -1: id not 0 to 2, no such channel, not sending, null or empty text, more than 1400 bytes from idle, more than
+    // 64 KiB waiting; or the platform has no timer left, in which case this text was sent all the same.
     int VRN_SendText(int channel, char* text, unsigned int length);
 
     // Sets the host's callback; null for none, in which case received text is dropped. Before the first

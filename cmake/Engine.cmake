@@ -7,6 +7,7 @@ add_library(vrn_objects OBJECT
   codec/T140CodecReceive.cpp
   codec/T140CodecSend.cpp
   codec/Utf8.cpp
+  control/CSessionPin.cpp
   control/CTextControlManager.cpp
   control/CTextControlManagerDirection.cpp
   control/CTextControlManagerDispatch.cpp

@@ -200,11 +200,15 @@ void T140Codec::PrintText(unsigned char* data, int len) {
     if (len == 0 || data == nullptr || !VRNLogEnabled(VRN_LOG_TRACE)) {
         return;
     }
-    std::string text(reinterpret_cast<const char*>(data), static_cast<size_t>(len));
-    text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
-    const int characters = static_cast<int>(text.size());
-    text.resize(std::min(text.size(), VRN_LOG_TEXT_MAX));
-    VRN_LOG(VRN_LOG_TRACE, "%s: Data len :%d, no. chars = %d, data = %s", len, characters, text.c_str());
+    char text[PLAY_BUFFER_SIZE + 1];
+    size_t characters = 0;
+    for (int i = 0; i < len && characters < PLAY_BUFFER_SIZE; ++i) {
+        if (data[i] != '\0') {
+            text[characters++] = static_cast<char>(data[i]);
+        }
+    }
+    text[characters] = '\0';
+    VRN_LOG(VRN_LOG_TRACE, "%s: Data len :%d, no. chars = %d, data = %s", len, static_cast<int>(characters), text);
 }
 
 int T140Codec::StoreChar(unsigned char* data, int len) {

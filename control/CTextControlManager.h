@@ -84,18 +84,20 @@ private:
 
     VRNMutex m_TableMutex;
     VRNCondition m_TableChanged; // a pin or a channel is gone, or the machinery changed
-    uint16_t m_nSessionInUse[MAX_CHANNELS] VRN_GUARDED_BY(m_TableMutex) = {}; // 1 from creation to the end of deletion
-    uint16_t m_nNumSessions VRN_GUARDED_BY(m_TableMutex) = 0;                 // slots in use
+    // A slot in use without a session is being created or, with m_bDeleting, being deleted.
+    uint16_t m_nSessionInUse[MAX_CHANNELS] VRN_GUARDED_BY(m_TableMutex) = {};
+    uint16_t m_nNumSessions VRN_GUARDED_BY(m_TableMutex) = 0;                        // slots in use
     CTextSessionManager* m_pSession[MAX_CHANNELS] VRN_GUARDED_BY(m_TableMutex) = {}; // owned; null while not usable
     bool m_bDeleting[MAX_CHANNELS] VRN_GUARDED_BY(m_TableMutex) = {};
     unsigned m_nPins[MAX_CHANNELS] VRN_GUARDED_BY(m_TableMutex) = {};
-    bool m_bMachineryChanging VRN_GUARDED_BY(m_TableMutex) =
-        false; // starting with a first, stopping with a last channel
+    // The machinery starts with a first or stops with a last channel. The thread that set this owns the machinery's
+    // members below until it clears it; others only read them, after they saw the table.
+    bool m_bMachineryChanging VRN_GUARDED_BY(m_TableMutex) = false;
 
     std::atomic<int32_t> m_nActiveChannel{NO_ACTIVE_CHANNEL}; // the last on which receiving was started
     std::atomic<VRNEventHandler> m_pEventHandler{nullptr};
 
-    // Changed only by the thread that set m_bMachineryChanging.
+    // The machinery.
     NetworkRecv* m_pNetworkRecv = nullptr;
     CTextFeeder* m_pFeeder = nullptr;
     pthread_t m_RecvThread;

@@ -25,6 +25,7 @@ int CTextControlManager::StartFDSR(int channel, int direction) {
 }
 
 int CTextControlManager::SetVEStatus(int channel, int direction) {
+    // Kept: a trace, logged as a failure, and only for a valid id.
     if (IsChannelId(channel)) {
         VRN_LOG(VRN_LOG_FAILURE, "%s: Direction [%d] - Session %d", direction, channel);
     }

@@ -13,7 +13,7 @@ namespace {
 constexpr timeval SELECT_TIMEOUT = {1, 300000};
 
 // Gives the dispatch thread time to read what was reported; a socket still unread is reported again.
-constexpr useconds_t PAUSE_AFTER_REPORT_US = 30000;
+constexpr long PAUSE_AFTER_REPORT_US = 30000;
 
 } // namespace
 
@@ -23,7 +23,7 @@ NetworkRecv::NetworkRecv()
 }
 
 NetworkRecv::~NetworkRecv() {
-    if (m_bRunning) {
+    if (m_bRunning.IsSet()) {
         Stop();
     }
     {
@@ -41,7 +41,7 @@ int NetworkRecv::Start() {
     {
         VRNLock lock(m_Mutex);
         m_bBlockThread = true;
-        m_bRunning = true;
+        m_bRunning.Set(true);
     }
     return m_pThread->Start();
 }
@@ -51,7 +51,7 @@ int NetworkRecv::Stop() {
     {
         VRNLock lock(m_Mutex);
         m_bBlockThread = false;
-        m_bRunning = false;
+        m_bRunning.Set(false);
         m_Cond.Signal();
     }
     Wake();
@@ -72,13 +72,17 @@ int NetworkRecv::RegisterSocket(int fd, CTextSocketInfo* info) {
     return 1;
 }
 
-// A descriptor that select waits on keeps its port bound after close until select returns, so this waits for that: no
-// longer than the wake-up takes, since the thread takes no lock of the caller's.
 void NetworkRecv::UnRegisterSocket(int fd) {
     VRNLock lock(m_Mutex);
-    const bool wasRegistered = m_Sockets.erase(fd) != 0;
+    m_Sockets.erase(fd);
     VRN_LOG(VRN_LOG_TRACE, "%s: sock fd:%d", fd);
-    if (!wasRegistered || !m_bWaiting) {
+}
+
+// No longer than a wake-up takes, since the thread takes no lock of the caller's; up to the time-out of select where
+// there is no descriptor to wake it by.
+void NetworkRecv::LeaveSelect() {
+    VRNLock lock(m_Mutex);
+    if (!m_bWaiting) {
         return;
     }
     Wake();
@@ -160,15 +164,15 @@ void NetworkRecvRunnable::Run() {
         if (receiver.m_Sockets.empty()) {
             VRN_LOG(VRN_LOG_TRACE, "%s: No socket Registered, waiting for socket register");
         }
-        while (receiver.m_Sockets.empty() && receiver.m_bRunning) {
+        while (receiver.m_Sockets.empty() && receiver.m_bRunning.IsSet()) {
             receiver.m_Cond.Wait(receiver.m_Mutex);
         }
     }
     VRN_LOG(VRN_LOG_TRACE, "%s: Entering Network Recv Thread");
-    while (receiver.m_bRunning) {
+    while (receiver.m_bRunning.IsSet()) {
         if (receiver.WaitForReadable() >= 1) {
             receiver.ReportReadable();
-            usleep(PAUSE_AFTER_REPORT_US);
+            receiver.m_bRunning.Pause(PAUSE_AFTER_REPORT_US);
         }
     }
 }

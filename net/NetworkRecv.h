@@ -4,6 +4,7 @@
 #define NET_NETWORK_RECV_H
 
 #include "net/CTextSocketInfo.h"
+#include "util/RunFlag.h"
 #include "util/TextThread.h"
 #include "util/VRNMutex.h"
 
@@ -34,9 +35,12 @@ public:
     // registered keeps its first record. 1, or -1 for a descriptor that select cannot take (0 to FD_SETSIZE - 1).
     int RegisterSocket(int fd, CTextSocketInfo* info);
 
-    // Watches the socket no more. When it returns the thread does not wait on the descriptor, so that closing it
-    // frees its port at once. An unknown descriptor changes nothing.
+    // Watches the socket no more. An unknown descriptor changes nothing.
     void UnRegisterSocket(int fd);
+
+    // Before a socket that was unregistered is closed: returns once the thread has left the select that may still hold
+    // it, since until then its port stays bound.
+    void LeaveSelect();
 
     // Rebuilds the read set; returns the highest registered descriptor, 0 when there is none.
     int SetReadFDSet();
@@ -57,7 +61,7 @@ private:
     fd_set m_ReadFds; // the thread's own
     std::atomic<CTextControlManager*> m_pControlManager{nullptr};
     bool m_bBlockThread VRN_GUARDED_BY(m_Mutex) = true;
-    std::atomic<bool> m_bRunning{false};
+    RunFlag m_bRunning;
     bool m_bWaiting VRN_GUARDED_BY(m_Mutex) = false; // the thread is between building its read set and leaving select
     unsigned m_nRound VRN_GUARDED_BY(m_Mutex) = 0;   // counts those waits
     VRNMutex m_Mutex;

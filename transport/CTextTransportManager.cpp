@@ -93,9 +93,26 @@ bool CTextTransportManager::IsBuilt() {
 
 int CTextTransportManager::StartTransport() {
     VRN_LOG(VRN_LOG_TRACE, "%s: Starting Text Transport");
+    int built = 0;
+    while (built == 0) {
+        if (IsBuilt()) {
+            StopTransport();
+        }
+        built = Build();
+    }
+    if (built < 0) {
+        VRN_LOG(VRN_LOG_TRACE, "%s: Start Recv failed - due to socket creation failure");
+        return -1;
+    }
+    VRN_LOG(VRN_LOG_TRACE, "%s: :Exit");
+    return 1;
+}
+
+// 1, -1 when a socket could not be created, or 0 when another thread has built it meanwhile.
+int CTextTransportManager::Build() {
     VRNRecursiveLock lock(m_Mutex);
     if (IsBuilt()) {
-        StopTransport();
+        return 0;
     }
     Settings settings = CurrentSettings();
     m_pRtpSocket = std::make_unique<CSocket>();
@@ -106,7 +123,6 @@ int CTextTransportManager::StartTransport() {
                              m_LocalRtpAddr) != 1 ||
         m_pRtcpSocket->Create(settings.m_LocalIP, static_cast<short>(settings.m_nLocalRtcpPort), settings.m_nNetId,
                               m_LocalRtcpAddr) != 1) {
-        VRN_LOG(VRN_LOG_TRACE, "%s: Start Recv failed - due to socket creation failure");
         return -1;
     }
     m_pRtpSocket->SetParams(m_nSessionId, VRN_SOCK_RTP);
@@ -116,7 +132,6 @@ int CTextTransportManager::StartTransport() {
     m_hReportTimer = VRNCreateTimer();
     m_hTimeoutTimer = VRNCreateTimer();
     m_bStarted = true;
-    VRN_LOG(VRN_LOG_TRACE, "%s: :Exit");
     return 1;
 }
 
@@ -157,8 +172,9 @@ int CTextTransportManager::StopTransport() {
         }
         m_bStarted = false;
         codec = DetachSender();
+        ReleaseFromReceiver();
         for (CSocket* socket : {m_pRtpSocket.get(), m_pRtcpSocket.get()}) {
-            Unwatch(socket);
+            // A socket that was never opened fails to close, and the line says so.
             if (socket != nullptr && socket->Close() == -1) {
                 VRN_LOG(VRN_LOG_FAILURE, "%s: Socket Close failed");
             }
@@ -174,6 +190,7 @@ int CTextTransportManager::StopTransport() {
         m_pRtcpSocket.reset();
     }
     if (codec != nullptr) {
+        // Inside event 2 m_Mutex is reserved meanwhile: no tick ever takes it.
         VRNWaitForCallbacks(codec.get());
         codec.reset();
     }
@@ -189,6 +206,15 @@ std::shared_ptr<T140Codec> CTextTransportManager::DetachSender() {
 }
 
 // Nothing closed stays registered: a stop need not have been preceded by StopReceive or by switching RTCP off.
+void CTextTransportManager::ReleaseFromReceiver() {
+    Unwatch(m_pRtpSocket.get());
+    Unwatch(m_pRtcpSocket.get());
+    NetworkRecv* const receiver = m_pNetworkRecv;
+    if (m_pRtpSocket != nullptr && receiver != nullptr) {
+        receiver->LeaveSelect();
+    }
+}
+
 void CTextTransportManager::Unwatch(CSocket* socket) {
     NetworkRecv* const receiver = m_pNetworkRecv;
     if (socket != nullptr && receiver != nullptr && socket->IsWatched()) {

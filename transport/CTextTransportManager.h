@@ -22,8 +22,8 @@ constexpr uint32_t MAX_WAITING_RECEIVED = 1024 * 1024;  // received and not yet 
 constexpr unsigned long RTCP_REPORT_INTERVAL_MS = 2000; // between two reports
 
 // Held by its session by value. Thread-safe. Three locks:
-//   m_Mutex          recursive: receiving, playout, RTCP, starting and stopping, and the call of the host's event 2,
-//                    from inside which the host may come back;
+//   m_Mutex          recursive: receiving, playout, RTCP, starting and stopping; reserved for the thread that calls
+//                    the host's event 2, from inside which the host may come back;
 //   m_SendMutex      what sending a packet needs, so that a send tick never waits for m_Mutex;
 //   m_SettingsMutex  the addresses, so that a setter waits for nobody.
 class CTextTransportManager {
@@ -95,12 +95,14 @@ private:
     };
 
     // Starting and stopping (CTextTransportManager.cpp).
+    int Build();
     Settings CurrentSettings();
     std::shared_ptr<T140Codec> Codec();
     void CreateCodec() VRN_REQUIRES(m_Mutex);
     void ResetSendRecord() VRN_REQUIRES(m_Mutex);
     void SetRemoteAddresses(Settings& settings) VRN_REQUIRES(m_Mutex);
     std::shared_ptr<T140Codec> DetachSender() VRN_REQUIRES(m_Mutex);
+    void ReleaseFromReceiver() VRN_REQUIRES(m_Mutex);
     void Unwatch(CSocket* socket) VRN_REQUIRES(m_Mutex);
     void EmptyReceivedList() VRN_REQUIRES(m_Mutex);
     void DeleteTimers() VRN_REQUIRES(m_Mutex);
@@ -114,6 +116,7 @@ private:
     int StopRTCPTimeoutTimer() VRN_REQUIRES(m_Mutex);
     bool RegisterRtcpSocket() VRN_REQUIRES(m_Mutex);
     uint32_t BuildReport() VRN_REQUIRES(m_Mutex);
+    bool IsSilent(bool reserve);
     static bool TakeEventTurn() VRN_TRY_ACQUIRE(true, s_EventTurn);
 
     // Receiving (CTextTransportManagerReceive.cpp).

@@ -120,7 +120,8 @@ void CTextTransportManager::QueuePacket() {
     }
     // Only before any number above 0 was appended. Without a place in the order it goes to the tail; kept.
     Node<CTextDataBuffer*>* after = m_pReceivedList->TailNode();
-    while (after != nullptr && after->m_Data->m_nExtSeqNum > packet->m_nExtSeqNum) {
+    while (after != nullptr &&
+           m_pReceivedList->ReadNodeData(after, VRN_LIST_NODE)->m_nExtSeqNum > packet->m_nExtSeqNum) {
         after = after->m_pPrev;
     }
     m_pReceivedList->AddNode(packet, after, VRN_LIST_NODE);

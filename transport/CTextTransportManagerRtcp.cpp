@@ -179,24 +179,37 @@ bool CTextTransportManager::TakeEventTurn() VRN_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 void CTextTransportManager::OnRTCPTimerExpiration() {
-    if (!TakeEventTurn()) {
+    // Only an event that is due waits for the turn: checks that find nothing do not.
+    if (!IsSilent(false) || !TakeEventTurn()) {
         return;
     }
-    {
-        VRNRecursiveLock lock(m_Mutex);
-        // Taken under the lock, or a report that comes in between would read as 2^32 ms of silence.
-        const uint32_t elapsed = VRNDiffTime(VRNGetTickCount(), m_RtcpRecv.m_nLastArrivalTick);
-        const bool isCurrent = VRNExpiryIsCurrent();
-        if (isCurrent && elapsed > static_cast<uint32_t>(m_nRtcpTimeout) * MS_PER_SECOND) {
-            const VRNEventHandler handler = m_pEventHandler;
-            const int channel = static_cast<int>(m_nSessionId);
-            if (handler != nullptr) {
-                EventScope scope(channel, VRN_EVENT_RTCP_TIMEOUT);
-                handler(channel, VRN_EVENT_RTCP_TIMEOUT, nullptr);
-            }
-        } else if (isCurrent) {
-            StartRTCPTimeoutTimer(static_cast<short>(elapsed));
+    if (IsSilent(true)) {
+        const VRNEventHandler handler = m_pEventHandler;
+        const int channel = static_cast<int>(m_nSessionId);
+        if (handler != nullptr) {
+            EventScope scope(channel, VRN_EVENT_RTCP_TIMEOUT);
+            handler(channel, VRN_EVENT_RTCP_TIMEOUT, nullptr);
         }
+        m_Mutex.Release();
     }
     s_EventTurn.Unlock();
+}
+
+// True when the far end has been silent for too long; with `reserve` m_Mutex is then the calling thread's until it
+// releases it. Otherwise the timer is armed again, unless this expiry is void.
+bool CTextTransportManager::IsSilent(bool reserve) {
+    VRNRecursiveLock lock(m_Mutex);
+    if (!VRNExpiryIsCurrent()) {
+        return false;
+    }
+    // Taken under the lock, or a report that comes in between would read as 2^32 ms of silence.
+    const uint32_t elapsed = VRNDiffTime(VRNGetTickCount(), m_RtcpRecv.m_nLastArrivalTick);
+    if (elapsed > static_cast<uint32_t>(m_nRtcpTimeout) * MS_PER_SECOND) {
+        if (reserve) {
+            m_Mutex.Reserve();
+        }
+        return true;
+    }
+    StartRTCPTimeoutTimer(static_cast<short>(elapsed));
+    return false;
 }

@@ -2,9 +2,8 @@
 #ifndef UTIL_CTEXT_FEEDER_H
 #define UTIL_CTEXT_FEEDER_H
 
+#include "util/RunFlag.h"
 #include "util/TextThread.h"
-
-#include <atomic>
 
 class CTextControlManager;
 
@@ -21,7 +20,7 @@ public:
     // Starts the thread. 0, or what TextThread::Start failed with.
     int Start();
 
-    // Ends the thread: within 50 ms, and the host's event 1 if that is running. 0, or -1 when not started.
+    // Ends the thread, which first finishes the host's event 1 if that is running. 0, or -1 when not started.
     int Stop();
 
     // One delivery, on the calling thread.
@@ -32,7 +31,7 @@ private:
 
     CTextControlManager* m_pControlManager = nullptr;
     TextThread* m_pThread;
-    std::atomic<bool> m_bRunning{false};
+    RunFlag m_bRunning;
 };
 
 class CTextFeederRunnable : public TRunnable {

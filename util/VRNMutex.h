@@ -5,6 +5,7 @@
 
 #include "util/ThreadAnnotations.h"
 
+#include <ctime>
 #include <pthread.h>
 
 // A mutex with default attributes. Thread-safe.
@@ -24,7 +25,8 @@ private:
     pthread_mutex_t m_Mutex;
 };
 
-// A mutex that its holder may take again. Thread-safe.
+// A mutex that its holder may take again, and may keep to itself without holding it: while it calls code of the host's,
+// which comes back by other locks. Thread-safe.
 class VRN_CAPABILITY("mutex") VRNRecursiveMutex {
 public:
     VRNRecursiveMutex() {
@@ -33,16 +35,40 @@ public:
         pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
         pthread_mutex_init(&m_Mutex, &attributes);
         pthread_mutexattr_destroy(&attributes);
+        pthread_cond_init(&m_Released, nullptr);
     }
-    ~VRNRecursiveMutex() { pthread_mutex_destroy(&m_Mutex); }
+    ~VRNRecursiveMutex() {
+        pthread_cond_destroy(&m_Released);
+        pthread_mutex_destroy(&m_Mutex);
+    }
     VRNRecursiveMutex(const VRNRecursiveMutex&) = delete;
     VRNRecursiveMutex& operator=(const VRNRecursiveMutex&) = delete;
 
-    void Lock() VRN_ACQUIRE() { pthread_mutex_lock(&m_Mutex); }
+    void Lock() VRN_ACQUIRE() {
+        pthread_mutex_lock(&m_Mutex);
+        while (m_bReserved && pthread_equal(m_Owner, pthread_self()) == 0) {
+            pthread_cond_wait(&m_Released, &m_Mutex);
+        }
+    }
     void Unlock() VRN_RELEASE() { pthread_mutex_unlock(&m_Mutex); }
+
+    // From here to Release only the calling thread can take the mutex, whether it holds it or not. Not nested.
+    void Reserve() VRN_REQUIRES(this) {
+        m_bReserved = true;
+        m_Owner = pthread_self();
+    }
+    void Release() VRN_EXCLUDES(this) {
+        pthread_mutex_lock(&m_Mutex);
+        m_bReserved = false;
+        pthread_cond_broadcast(&m_Released);
+        pthread_mutex_unlock(&m_Mutex);
+    }
 
 private:
     pthread_mutex_t m_Mutex;
+    pthread_cond_t m_Released;
+    bool m_bReserved = false;
+    pthread_t m_Owner{}; // while reserved
 };
 
 // Holds a lock for a scope.
@@ -63,12 +89,22 @@ using VRNRecursiveLock = VRNScopedLock<VRNRecursiveMutex>;
 // A condition variable. Waits can end without a signal: callers test their condition in a loop. Thread-safe.
 class VRNCondition {
 public:
-    VRNCondition() { pthread_cond_init(&m_Cond, nullptr); }
+    VRNCondition() {
+        pthread_condattr_t attributes;
+        pthread_condattr_init(&attributes);
+        pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+        pthread_cond_init(&m_Cond, &attributes);
+        pthread_condattr_destroy(&attributes);
+    }
     ~VRNCondition() { pthread_cond_destroy(&m_Cond); }
     VRNCondition(const VRNCondition&) = delete;
     VRNCondition& operator=(const VRNCondition&) = delete;
 
     void Wait(VRNMutex& mutex) VRN_REQUIRES(mutex) { pthread_cond_wait(&m_Cond, &mutex.m_Mutex); }
+    // Until the CLOCK_MONOTONIC time; false when that has come.
+    bool WaitUntil(VRNMutex& mutex, const timespec& time) VRN_REQUIRES(mutex) {
+        return pthread_cond_timedwait(&m_Cond, &mutex.m_Mutex, &time) == 0;
+    }
     void Signal() { pthread_cond_signal(&m_Cond); }
     void Broadcast() { pthread_cond_broadcast(&m_Cond); }
 

@@ -1,0 +1,24 @@
+#include "control/CSessionPin.h"
+
+#include "control/CTextControlManager.h"
+#include "util/VRNLog.h"
+
+CSessionPin::CSessionPin(CTextControlManager& manager, int channel)
+    : m_Manager(manager), m_nChannel(channel), m_pSession(manager.Pin(channel)) {}
+
+CSessionPin::CSessionPin(CTextControlManager& manager, int channel, const char* caller, EmptySlotLine line)
+    : CSessionPin(manager, channel) {
+    if (!CTextControlManager::IsChannelId(channel)) {
+        VRN_LOG_FOR(caller, VRN_LOG_FAILURE, "%s: Invalid Session %d", channel);
+    } else if (m_pSession == nullptr && line == EmptySlotLine::Session) {
+        VRN_LOG_FOR(caller, VRN_LOG_FAILURE, "%s: Session not created - Session %d", channel);
+    } else if (m_pSession == nullptr) {
+        VRN_LOG_FOR(caller, VRN_LOG_FAILURE, "%s: Session not created - channelID %d", channel);
+    }
+}
+
+CSessionPin::~CSessionPin() {
+    if (m_pSession != nullptr) {
+        m_Manager.Unpin(m_nChannel);
+    }
+}
