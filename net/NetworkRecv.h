@@ -58,7 +58,7 @@ private:
 
     std::map<int, CTextSocketInfo*> m_Sockets VRN_GUARDED_BY(m_Mutex);
     TextThread* m_pThread;
-    fd_set m_ReadFds; // the thread's own
+    fd_set m_ReadFds{}; // the thread's own
     std::atomic<CTextControlManager*> m_pControlManager{nullptr};
     bool m_bBlockThread VRN_GUARDED_BY(m_Mutex) = true;
     RunFlag m_bRunning;

@@ -22,7 +22,7 @@ public:
 
 private:
     friend class VRNCondition;
-    pthread_mutex_t m_Mutex;
+    pthread_mutex_t m_Mutex{};
 };
 
 // A mutex that its holder may take again, and may keep to itself without holding it: while it calls code of the host's,
@@ -65,8 +65,8 @@ public:
     }
 
 private:
-    pthread_mutex_t m_Mutex;
-    pthread_cond_t m_Released;
+    pthread_mutex_t m_Mutex{};
+    pthread_cond_t m_Released{};
     bool m_bReserved = false;
     pthread_t m_Owner{}; // while reserved
 };
@@ -109,7 +109,7 @@ public:
     void Broadcast() { pthread_cond_broadcast(&m_Cond); }
 
 private:
-    pthread_cond_t m_Cond;
+    pthread_cond_t m_Cond{};
 };
 
 #endif

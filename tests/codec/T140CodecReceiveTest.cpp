@@ -1,0 +1,351 @@
+#include "codec/T140Codec.h"
+
+#include "tests/support/ManualTime.h"
+#include "tests/support/UdpPeer.h"
+#include "util/VRNClock.h"
+#include "util/VRNLog.h"
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <gtest/gtest.h>
+#include <optional>
+#include <random>
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr uint8_t PT = 98;
+constexpr uint32_t START = 100000;
+constexpr uint8_t UNTOUCHED = 0xEE;
+
+struct Packet {
+    uint32_t seq;
+    Bytes payload;
+    bool isRed = true;
+};
+
+// A RED packet of these blocks, the primary last.
+Packet Red(uint32_t seq, const std::vector<std::string>& blocks) {
+    Datagram payload;
+    for (size_t i = 0; i + 1 < blocks.size(); ++i) {
+        payload.RedHeader(PT, 300, static_cast<uint32_t>(blocks[i].size()));
+    }
+    payload.U8(PT);
+    for (const std::string& block : blocks) {
+        payload.Text(block);
+    }
+    return {seq, payload};
+}
+
+Packet Plain(uint32_t seq, const std::string& text) {
+    return {seq, Bytes(text.begin(), text.end()), false};
+}
+
+// A codec with its received list, filled as the transport does.
+class Receiver {
+public:
+    explicit Receiver(unsigned level) : m_Codec(nullptr) { m_Codec.Init(level, PT, &m_List); }
+    ~Receiver() {
+        m_Codec.Delnit();
+        while (m_List.Count() > 0) {
+            delete m_List.ReadNodeData(nullptr, VRN_LIST_HEAD);
+            m_List.DeleteNode(nullptr, VRN_LIST_HEAD);
+        }
+    }
+
+    void Put(const Packet& packet) {
+        const uint32_t length = static_cast<uint32_t>(packet.payload.size());
+        CTextDataBuffer* buffer = new CTextDataBuffer(packet.payload.data(), length, nullptr);
+        buffer->m_nExtSeqNum = packet.seq;
+        buffer->m_bIsRedundant = packet.isRed;
+        m_List.AddNode(buffer, nullptr, VRN_LIST_NODE);
+    }
+
+    // What calls with this size hand out until nothing more comes: characters, and "<lost n>".
+    std::string Text(uint16_t size) {
+        std::string text;
+        for (int empty = 0; empty < 5;) { // an empty block costs a call
+            char out[100] = {};
+            const int length = m_Codec.GetText(reinterpret_cast<uint8_t*>(out), size);
+            const bool isLoss = memcmp(out, "\xFD\xFF", 2) == 0;
+            text += isLoss ? "<lost " + std::to_string(length) + ">" : std::string(out, std::min<size_t>(length, size));
+            empty = length == 0 ? empty + 1 : 0;
+        }
+        return text;
+    }
+
+    VRNList<CTextDataBuffer*> m_List;
+    T140Codec m_Codec;
+};
+
+class T140CodecReceive : public ::testing::Test {
+protected:
+    T140CodecReceive() {
+        manual_time::Reset();
+        manual_time::SetTick(START);
+        VRNlogLevel = 0;
+    }
+    ~T140CodecReceive() override { VRNlogLevel = 4; }
+};
+
+// Packets that do not hold together.
+std::vector<Packet> Malformed(uint32_t seq) {
+    return {
+        {seq, {}},                                                             // no header
+        {seq, {0x80 | PT, 0x04}},                                              // a header cut
+        {seq, Datagram().RedHeader(PT, 300, 1)},                               // no primary header
+        {seq, Datagram().RedHeader(PT, 300, 3).U8(PT).Text("ab")},             // a block longer than what is there
+        {seq, Datagram().RedHeader(PT, 0, 1023).RedHeader(PT, 0, 1023).U8(PT)} // lengths that add up to more
+    };
+}
+
+TEST_F(T140CodecReceive, LossIsMarkedAfterOneSecondAndOddPacketsHaveRulesOfTheirOwn) {
+    const std::vector<std::string> seventeen(17, "x"); // behind 16 headers the primary's header is the first data byte
+    const std::string longest(1399, 't');
+    const struct {
+        const char* claim; // null: goes on
+        unsigned level;
+        uint32_t ms;
+        std::vector<Packet> packets;
+        std::string text;
+        uint16_t size = 100;
+    } steps[] = {
+        {"the level's worth of loss is restored", 2, 0, {Red(10, {"", "", "a"})}, "a"},
+        {nullptr, 2, 0, {Red(13, {"bb", "c", "d"})}, "bbcd"},
+        {"more is waited for and marked", 2, 0, {Red(10, {"a"})}, "a"},
+        {nullptr, 2, 999, {Red(15, {"m", "n", "o"})}, ""},
+        {nullptr, 2, 1000, {}, "<lost 2>mno"},
+        {"a start at 0 with generations lies below 0", 2, 0, {Red(0, {"a", "b", "c"})}, "<lost -3>abc"},
+        {nullptr, 2, 0, {Red(1, {"b", "c", "d"})}, "d"},
+        {"after 16 headers no primary is read", 16, 0, {Red(100, {"a"})}, "a"},
+        {nullptr, 16, 0, {Red(117, seventeen), Red(118, {"c"})}, "b" + std::string(15, 'x') + "c"},
+        {"without a level RED is text", 0, 0, {Red(11, {"x", "y"})}, "\xE2\x04\xB0\x01\x62xy"},
+        {"one byte takes nothing", 0, 0, {Plain(10, "abc")}, "", 1},
+        {"two bytes take a character's start", 0, 0, {Plain(11, "\xF0\x9F\x98\x80!")}, "\xF0\x9F!", 2},
+        {"behind the longest block nothing follows", 0, 0, {Plain(1, longest + '\xFC')}, longest + "\xFC\0\0\0\0\0"s},
+        {"malformed packets set no start", 2, 0, Malformed(5), ""},
+        {nullptr, 2, 0, {Red(9, {"x", "z"})}, "z"},
+        {nullptr, 2, 999, Malformed(10), ""}, // nor do they lengthen a wait
+        {nullptr, 2, 1000, {Red(20, {"c"})}, "<lost 10>c"},
+    };
+    std::optional<Receiver> receiver;
+    const char* claim = nullptr;
+    for (const auto& step : steps) {
+        if (step.claim != nullptr) {
+            claim = step.claim;
+            receiver.emplace(step.level);
+        }
+        manual_time::SetTick(START + step.ms);
+        for (const Packet& packet : step.packets) {
+            receiver->Put(packet);
+        }
+        EXPECT_EQ(step.text, receiver->Text(step.size)) << claim;
+    }
+    EXPECT_EQ(0, receiver->m_Codec.GetText(nullptr, 8));
+    receiver->m_Codec.Delnit();
+    EXPECT_EQ("", receiver->Text(8));
+}
+
+// The rules of playout once more, from scratch: what the codec must hand out, call by call.
+class Model {
+public:
+    explicit Model(uint32_t level) : m_nLevel(level) {}
+
+    void Put(const Packet& packet) { m_Waiting.push_back(packet); }
+
+    int GetText(uint32_t now, uint8_t* out, uint32_t size) {
+        if (const int length = Character(out, size)) {
+            return length;
+        }
+        std::vector<Block> blocks;
+        while (!m_Waiting.empty() && Dropped(m_Waiting.front(), blocks)) {
+            m_Waiting.pop_front();
+        }
+        if (m_Waiting.empty()) {
+            return 0;
+        }
+        const Packet packet = m_Waiting.front();
+        if (m_nPlayed == 0) {
+            m_nPlayed = packet.seq == 0 ? 0 : packet.seq - 1;
+        } else if (packet.seq > m_nPlayed + m_nLevel + 1 && s_nLastLoad + 1000 > now) {
+            return 0;
+        }
+        s_nLastLoad = now;
+        const uint32_t before = m_nPlayed;
+        Load(packet, blocks);
+        if (m_nPlayed == packet.seq) {
+            m_Waiting.pop_front();
+        }
+        const uint32_t expected = before + m_nSkipped + 1;
+        if (m_nPlayed <= expected) {
+            return Character(out, size);
+        }
+        if (size < 2) {
+            return 0;
+        }
+        memcpy(out, "\xFD\xFF", 2);
+        return static_cast<int>(m_nPlayed - expected);
+    }
+
+private:
+    struct Block {
+        size_t begin, length;
+    };
+
+    // Where the blocks lie; none when they do not fit.
+    static std::vector<Block> Split(const Bytes& payload) {
+        std::vector<Block> blocks;
+        size_t at = 0;
+        size_t redundant = 0;
+        for (; at + 4 <= payload.size() && payload[at] >= 0x80 && blocks.size() < 16; at += 4) {
+            blocks.push_back({0, (payload[at + 2] & 3) * 256U + payload[at + 3]});
+            redundant += blocks.back().length;
+        }
+        const bool primary = blocks.size() < 16;
+        const bool isCut = primary && (at >= payload.size() || payload[at++] >= 0x80);
+        if (isCut || at + redundant > payload.size()) {
+            return {};
+        }
+        blocks.push_back({0, primary ? payload.size() - at - redundant : 0});
+        for (Block& block : blocks) {
+            block.begin = at;
+            at += block.length;
+        }
+        return blocks;
+    }
+
+    bool Dropped(const Packet& packet, std::vector<Block>& blocks) const {
+        if (!packet.isRed || m_nLevel == 0) {
+            return false;
+        }
+        blocks = Split(packet.payload);
+        // Compared around the wrap below zero with which a stream from number 0 may begin.
+        return blocks.empty() || (m_nPlayed != 0 && static_cast<int32_t>(packet.seq - m_nPlayed) <= 0);
+    }
+
+    void Load(const Packet& packet, const std::vector<Block>& blocks) {
+        Block load{0, packet.payload.size()};
+        uint32_t played = packet.seq;
+        if (packet.isRed && m_nLevel != 0) {
+            const uint32_t n = static_cast<uint32_t>(blocks.size()) - 1;
+            const uint32_t gap = packet.seq - m_nPlayed;
+            const uint32_t start = gap == 0 || n + 1 < gap ? 0 : n + 1 - gap;
+            uint32_t k = start;
+            while (start <= 14 && k < n && k < 15 && blocks[k].length == 0) {
+                ++k;
+            }
+            m_nSkipped = k - start;
+            load = blocks[k];
+            played = packet.seq - n + k;
+        }
+        m_nPlayed = played;
+        std::copy_n(packet.payload.begin() + static_cast<long>(load.begin), load.length, m_Play.begin());
+        m_nAt = 0;
+        m_nEnd = load.length;
+    }
+
+    int Character(uint8_t* out, uint32_t size) {
+        if (size < 2 || m_nAt >= m_nEnd) {
+            return 0;
+        }
+        const uint8_t firsts[] = {0xC0, 0xE0, 0xF0, 0xF8, 0xFC}; // lead bytes of 2 to 6
+        const size_t length = 1U + static_cast<size_t>(std::upper_bound(firsts, firsts + 5, m_Play[m_nAt]) - firsts);
+        std::copy_n(m_Play.begin() + static_cast<long>(m_nAt), std::min<size_t>(length, size), out);
+        m_nAt += length;
+        return static_cast<int>(length);
+    }
+
+    const uint32_t m_nLevel;
+    uint32_t m_nPlayed = 0;
+    uint32_t m_nSkipped = 0;
+    Bytes m_Play = Bytes(1400);
+    size_t m_nAt = 0;
+    size_t m_nEnd = 0;
+    std::deque<Packet> m_Waiting;
+    static inline uint32_t s_nLastLoad = 0; // of all receivers
+};
+
+uint32_t Below(uint32_t limit) {
+    static std::mt19937 random{std::random_device()()};
+    return random() % limit;
+}
+
+std::string Characters() {
+    const std::string sizes = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xF8\xFC\x84"; // also cut and stray ones
+    std::string text;
+    for (uint32_t count = Below(4) * Below(2); count > 0; --count) {
+        text += sizes.substr(Below(13), 1 + Below(4));
+    }
+    return text;
+}
+
+// What a sender of this level sends, after a network that loses, damages, repeats and delays.
+std::deque<Packet> RandomStream(uint32_t level) {
+    const uint32_t firsts[] = {0, 1, 1000, 65530};
+    const uint32_t loss = Below(60); // percent
+    uint32_t seq = firsts[Below(4)];
+    std::vector<std::string> typed(Below(2) * level); // empty generations before there are real ones
+    std::deque<Packet> packets;
+    for (uint32_t count = 1 + Below(30); count > 0; --count, ++seq) {
+        typed.push_back(Characters());
+        const long blocks = std::min<long>(level + 1, static_cast<long>(typed.size()));
+        const bool isRed = level > 0 && Below(20) != 0;
+        Packet packet = isRed ? Red(seq, {typed.end() - blocks, typed.end()}) : Plain(seq, typed.back());
+        if (Below(30) == 0) {
+            packet.payload.resize(Below(static_cast<uint32_t>(packet.payload.size()) + 1));
+        }
+        if (Below(100) >= loss) {
+            packets.insert(packets.end(), Below(20) == 0 ? 2 : 1, packet);
+        }
+        if (packets.size() > 1 && Below(10) == 0) {
+            std::swap(packets.back(), *(packets.end() - 2));
+        }
+    }
+    return packets;
+}
+
+// One call's packets, which the codec and the model play.
+struct RandomCall {
+    RandomCall(uint32_t senderLevel, uint32_t level)
+        : packets(RandomStream(senderLevel)), model(level), receiver(level) {}
+
+    bool IsOver() const { return packets.empty() && receiver.m_List.Count() == 0; }
+
+    void Step() {
+        if (!packets.empty()) {
+            model.Put(packets.front());
+            receiver.Put(packets.front());
+            packets.pop_front();
+        }
+        manual_time::Advance(Below(20) == 0 ? 1000 : Below(400));
+        for (uint32_t calls = Below(8); calls > 0; --calls) {
+            const uint16_t size = static_cast<uint16_t>(Below(10) != 0 ? 100 : 1 + Below(6));
+            Bytes expected(size + 4U, UNTOUCHED);
+            Bytes actual = expected;
+            const int length = model.GetText(VRNGetTickCount(), expected.data(), size);
+            ASSERT_EQ(length, receiver.m_Codec.GetText(actual.data(), size));
+            ASSERT_EQ(expected, actual);
+        }
+    }
+
+    std::deque<Packet> packets;
+    Model model;
+    Receiver receiver;
+};
+
+TEST_F(T140CodecReceive, RandomCallsAreHandedOutAsTheModelSays) {
+    const uint32_t levels[] = {0, 1, 2, 3, 5, 15, 18};
+    for (int round = 0; round < 2000 && !HasFailure(); ++round) {
+        const uint32_t level = levels[Below(7)];
+        RandomCall call(level, Below(10) < 7 ? level : levels[Below(7)]);
+        RandomCall other(1, 1); // whose loads lengthen the waits of both
+        for (int steps = 0; steps < 2000 && !call.IsOver() && !HasFailure(); ++steps) {
+            (Below(4) == 0 ? other : call).Step();
+        }
+        EXPECT_TRUE(call.IsOver());
+    }
+}
+
+} // namespace

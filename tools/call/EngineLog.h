@@ -1,0 +1,12 @@
+// Where the engine's own lines go. vrn-call defines the platform's log function, so it gets them all: they would
+// drown what the two parties type.
+#ifndef TOOLS_CALL_ENGINE_LOG_H
+#define TOOLS_CALL_ENGINE_LOG_H
+
+#include <string>
+
+// Appends the engine's lines from now on to the file, each with the time of day. Without it they are dropped. False
+// with errno when the file cannot be opened.
+bool OpenEngineLog(const std::string& path);
+
+#endif
