@@ -311,7 +311,7 @@ struct RandomCall {
     RandomCall(uint32_t senderLevel, uint32_t level)
         : packets(RandomStream(senderLevel)), model(level), receiver(level) {}
 
-    bool IsOver() const { return packets.empty() && receiver.m_List.Count() == 0; }
+    bool IsOver() { return packets.empty() && receiver.m_List.Count() == 0; }
 
     void Step() {
         if (!packets.empty()) {

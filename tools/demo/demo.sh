@@ -27,7 +27,6 @@ work=$(mktemp -d)
 children=()
 
 clean_up() {
-  # Each child is a `timeout`, which hands the signal on.
   if [ "${#children[@]}" -gt 0 ]; then
     kill "${children[@]}" 2>/dev/null || true
     wait
@@ -38,13 +37,20 @@ trap clean_up EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
 
+# start PROGRAM ARGUMENTS...; `child` is its process. In the foreground form, `timeout` hands a signal on and sends no
+# SIGCONT after it, which can hang the leak checker of a program that is just ending.
+start() {
+  timeout --foreground -k 10 "$longest_call" "$programs/$1" "${@:2}" &
+  child=$!
+  children+=("$child")
+}
+
 start_link() {
-  timeout -k 20 "$longest_call" "$programs/vrn-lossy" --loss "$loss" --seed "$seed" --show-losses --time-zero "$zero" \
+  start vrn-lossy --loss "$loss" --seed "$seed" --show-losses --time-zero "$zero" \
     --left-name Ana --left-here "$link_to_ana" --left-party "$ana" \
     --right-name Nikos --right-here "$link_to_nikos" --right-party "$nikos" \
-    --report "$work/link" --pid-file "$work/link.pid" 2>"$work/link.counts" &
-  link=$!
-  children+=("$link")
+    --report "$work/link" --pid-file "$work/link.pid" 2>"$work/link.counts"
+  link=$child
   while [ ! -s "$work/link.pid" ]; do
     kill -0 "$link" 2>/dev/null || { cat "$work/link.counts" >&2; return 1; }
     sleep 0.02
@@ -53,9 +59,8 @@ start_link() {
 
 # start_call NAME LOCAL REMOTE
 start_call() {
-  timeout -k 20 "$longest_call" "$programs/vrn-call" --local "$2" --remote "$3" --redundancy "$redundancy" --rtcp \
-    --name "$1" --script "$scripts/$1.script" --result "$work/$1" --time-zero "$zero" &
-  children+=($!)
+  start vrn-call --local "$2" --remote "$3" --redundancy "$redundancy" --rtcp \
+    --name "$1" --script "$scripts/$1.script" --result "$work/$1" --time-zero "$zero"
 }
 
 cat <<TEXT
@@ -70,9 +75,9 @@ TEXT
 
 start_link
 start_call Ana "$ana" "$link_to_ana"
-ana_call=${children[-1]}
+ana_call=$child
 start_call Nikos "$nikos" "$link_to_nikos"
-nikos_call=${children[-1]}
+nikos_call=$child
 
 failed=0
 wait "$ana_call" || { echo "Ana's call failed." >&2; failed=1; }
