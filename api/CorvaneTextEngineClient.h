@@ -134,7 +134,7 @@ public:
     // started is stopped and built anew. The third argument is ignored. The last channel that began to receive is the
     // active one, whose text is delivered.
     // 1 is also what a failed start returns (a port in use, or a descriptor of 1024 or more, which cannot receive):
-    // the log has the reason, and VRN_ReconfigIPPort, which starts again, does report it. -1: id not 0 to 2 or no such channel.
+    // the log has the reason. The direction is then still the one before. -1: id not 0 to 2 or no such channel.
     // RTP sequence numbers start at 1 whenever sending starts, while a receiver goes on from the last number it saw:
     // after a pause a far end may drop the first packets.
     int VRN_StartFDSR(int channel, int direction, int ignored);
@@ -149,8 +149,8 @@ public:
     // 1 already under way on the feeder thread.
     int VRN_DeleteChannel(int channel);
 
-    // Stops the channel and starts it in the same direction, with the addresses and ports set since. RTCP is then
-    // off. 1 also when there is no such channel; -1: id not 0 to 2, or the stop or the start failed.
+    // Stops the channel and starts it in the direction that it last took, with the addresses and ports set since. RTCP
+    // is then off. 1 also when there is no such channel; -1: id not 0 to 2, or the stop or the start failed.
     int VRN_ReconfigIPPort(int channel);
 
     // Switches the direction of a started channel (a hold, for example). The sockets stay open. 1 also when switching

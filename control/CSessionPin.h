@@ -15,9 +15,10 @@ public:
     // Pins the channel's session if there is one.
     CSessionPin(CTextControlManager& manager, int channel);
 
-    // The same for an operation of the host's: logs an id outside 0 to 2, or an empty slot, in the name of the caller,
-    // whose __PRETTY_FUNCTION__ it is given.
-    CSessionPin(CTextControlManager& manager, int channel, const char* caller, EmptySlotLine line);
+    // The same for an operation of the host's: logs an id outside 0 to 2 or an unusable argument, or an empty slot, in
+    // the name of the caller, whose __PRETTY_FUNCTION__ it is given; pins nothing then.
+    CSessionPin(CTextControlManager& manager, int channel, const char* caller, EmptySlotLine line,
+                bool usableArguments = true);
 
     ~CSessionPin();
     CSessionPin(const CSessionPin&) = delete;

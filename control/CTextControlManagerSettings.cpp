@@ -3,14 +3,9 @@
 #include "control/CTextControlManager.h"
 
 #include "control/CTextSessionManager.h"
-#include "util/VRNLog.h"
 
 int CTextControlManager::SetSendCodec(int channel, stVRN_CodecInfo* codec) {
-    if (codec == nullptr) {
-        VRN_LOG(VRN_LOG_FAILURE, "%s: Invalid Session %d", channel);
-        return -1;
-    }
-    CSessionPin session(*this, channel, __PRETTY_FUNCTION__, EmptySlotLine::ChannelID);
+    CSessionPin session(*this, channel, __PRETTY_FUNCTION__, EmptySlotLine::ChannelID, codec != nullptr);
     if (!session) {
         return -1;
     }
@@ -19,11 +14,7 @@ int CTextControlManager::SetSendCodec(int channel, stVRN_CodecInfo* codec) {
 }
 
 int CTextControlManager::SetSendIPnPort(int channel, const char* ip, unsigned short port) {
-    if (ip == nullptr) {
-        VRN_LOG(VRN_LOG_FAILURE, "%s: Invalid Session %d", channel);
-        return -1;
-    }
-    CSessionPin session(*this, channel, __PRETTY_FUNCTION__, EmptySlotLine::ChannelID);
+    CSessionPin session(*this, channel, __PRETTY_FUNCTION__, EmptySlotLine::ChannelID, ip != nullptr);
     if (!session) {
         return -1;
     }
@@ -32,11 +23,7 @@ int CTextControlManager::SetSendIPnPort(int channel, const char* ip, unsigned sh
 }
 
 int CTextControlManager::SetRecvIPnPort(int channel, const char* ip, unsigned short port) {
-    if (ip == nullptr) {
-        VRN_LOG(VRN_LOG_FAILURE, "%s: Invalid Session %d", channel);
-        return -1;
-    }
-    CSessionPin session(*this, channel, __PRETTY_FUNCTION__, EmptySlotLine::ChannelID);
+    CSessionPin session(*this, channel, __PRETTY_FUNCTION__, EmptySlotLine::ChannelID, ip != nullptr);
     if (!session) {
         return -1;
     }

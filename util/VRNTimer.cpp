@@ -11,6 +11,10 @@ namespace {
 
 constexpr unsigned long MS_PER_SECOND = 1000;
 constexpr long NS_PER_MS = 1000000;
+constexpr uint64_t NEVER = UINT64_MAX;
+
+// An expiry this much before its time is let through: one lost would end a chain of ticks, one early does no harm.
+constexpr uint64_t EARLY_MS = 2;
 
 // A timer's number and generation travel in one pointer-sized value.
 static_assert(sizeof(void*) == 8 && sizeof(HObject) == 8, "an arming is packed into 64 bits");
@@ -22,7 +26,14 @@ struct Timer {
     uint32_t m_nGeneration = 0;
     VRNTimerCallback m_pCallback = nullptr;
     void* m_pArgument = nullptr;
+    uint64_t m_nDue = NEVER; // of the arming, on the monotonic clock; NEVER once it has expired
 };
+
+uint64_t MonotonicMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * MS_PER_SECOND + static_cast<uint64_t>(now.tv_nsec / NS_PER_MS);
+}
 
 // A callback under way.
 struct Expiry {
@@ -101,6 +112,8 @@ TimerRegistry::StartResult TimerRegistry::Start(HObject handle, unsigned long ms
     Retire(timer);
     timer.m_pCallback = callback;
     timer.m_pArgument = argument;
+    const uint64_t now = MonotonicMs();
+    timer.m_nDue = (ms != 0 && ms < NEVER - now - EARLY_MS) ? now + ms : NEVER;
 
     sigevent event{};
     event.sigev_notify = SIGEV_THREAD;
@@ -161,7 +174,13 @@ void TimerRegistry::RunExpiry(sigval arming) {
         if (!CurrentLocked(expiry)) {
             return;
         }
-        const Timer& timer = m_Timers.find(expiry.m_hTimer)->second;
+        // glibc knows a timer by an address that a new timer can inherit: what comes before its time, or again, is
+        // the expiry of an earlier one.
+        Timer& timer = m_Timers.find(expiry.m_hTimer)->second;
+        if (timer.m_nDue == NEVER || MonotonicMs() + EARLY_MS < timer.m_nDue) {
+            return;
+        }
+        timer.m_nDue = NEVER;
         callback = timer.m_pCallback;
         expiry.m_pArgument = timer.m_pArgument;
         running = m_Running.insert(m_Running.end(), expiry);

@@ -1,7 +1,7 @@
 #include "codec/T140Codec.h"
 
 #include "tests/support/ManualTime.h"
-#include "tests/support/UdpPeer.h"
+#include "tests/support/RedBlocks.h"
 #include "util/VRNClock.h"
 #include "util/VRNLog.h"
 
@@ -80,30 +80,24 @@ public:
     T140Codec m_Codec;
 };
 
-class T140CodecReceive : public ::testing::Test {
-protected:
+struct T140CodecReceive : public ::testing::Test {
     T140CodecReceive() {
         manual_time::Reset();
         manual_time::SetTick(START);
         VRNlogLevel = 0;
     }
-    ~T140CodecReceive() override { VRNlogLevel = 4; }
 };
-
-// Packets that do not hold together.
-std::vector<Packet> Malformed(uint32_t seq) {
-    return {
-        {seq, {}},                                                             // no header
-        {seq, {0x80 | PT, 0x04}},                                              // a header cut
-        {seq, Datagram().RedHeader(PT, 300, 1)},                               // no primary header
-        {seq, Datagram().RedHeader(PT, 300, 3).U8(PT).Text("ab")},             // a block longer than what is there
-        {seq, Datagram().RedHeader(PT, 0, 1023).RedHeader(PT, 0, 1023).U8(PT)} // lengths that add up to more
-    };
-}
 
 TEST_F(T140CodecReceive, LossIsMarkedAfterOneSecondAndOddPacketsHaveRulesOfTheirOwn) {
     const std::vector<std::string> seventeen(17, "x"); // behind 16 headers the primary's header is the first data byte
     const std::string longest(1399, 't');
+    const std::vector<Packet> malformed = {
+        {10, {}},                                                             // no header
+        {10, {0x80 | PT, 0x04}},                                              // a header cut
+        {10, Datagram().RedHeader(PT, 300, 1)},                               // no primary header
+        {10, Datagram().RedHeader(PT, 300, 3).U8(PT).Text("ab")},             // a block longer than what is there
+        {10, Datagram().RedHeader(PT, 0, 1023).RedHeader(PT, 0, 1023).U8(PT)} // lengths that add up to more
+    };
     const struct {
         const char* claim; // null: goes on
         unsigned level;
@@ -113,7 +107,7 @@ TEST_F(T140CodecReceive, LossIsMarkedAfterOneSecondAndOddPacketsHaveRulesOfTheir
         uint16_t size = 100;
     } steps[] = {
         {"the level's worth of loss is restored", 2, 0, {Red(10, {"", "", "a"})}, "a"},
-        {nullptr, 2, 0, {Red(13, {"bb", "c", "d"})}, "bbcd"},
+        {nullptr, 2, 0, {Red(13, {longest.substr(700), "c", "d"})}, longest.substr(700) + "cd"},
         {"more is waited for and marked", 2, 0, {Red(10, {"a"})}, "a"},
         {nullptr, 2, 999, {Red(15, {"m", "n", "o"})}, ""},
         {nullptr, 2, 1000, {}, "<lost 2>mno"},
@@ -125,10 +119,10 @@ TEST_F(T140CodecReceive, LossIsMarkedAfterOneSecondAndOddPacketsHaveRulesOfTheir
         {"one byte takes nothing", 0, 0, {Plain(10, "abc")}, "", 1},
         {"two bytes take a character's start", 0, 0, {Plain(11, "\xF0\x9F\x98\x80!")}, "\xF0\x9F!", 2},
         {"behind the longest block nothing follows", 0, 0, {Plain(1, longest + '\xFC')}, longest + "\xFC\0\0\0\0\0"s},
-        {"malformed packets set no start", 2, 0, Malformed(5), ""},
-        {nullptr, 2, 0, {Red(9, {"x", "z"})}, "z"},
-        {nullptr, 2, 999, Malformed(10), ""}, // nor do they lengthen a wait
-        {nullptr, 2, 1000, {Red(20, {"c"})}, "<lost 10>c"},
+        {"malformed packets set no start", 2, 0, malformed, ""},
+        {nullptr, 2, 0, {Red(12, {"x", "z"})}, "z"},
+        {nullptr, 2, 999, malformed, ""}, // nor do they lengthen a wait
+        {nullptr, 2, 1000, {Red(20, {"c"})}, "<lost 7>c"},
     };
     std::optional<Receiver> receiver;
     const char* claim = nullptr;
@@ -159,8 +153,7 @@ public:
         if (const int length = Character(out, size)) {
             return length;
         }
-        std::vector<Block> blocks;
-        while (!m_Waiting.empty() && Dropped(m_Waiting.front(), blocks)) {
+        while (!m_Waiting.empty() && IsDropped(m_Waiting.front())) {
             m_Waiting.pop_front();
         }
         if (m_Waiting.empty()) {
@@ -174,7 +167,7 @@ public:
         }
         s_nLastLoad = now;
         const uint32_t before = m_nPlayed;
-        Load(packet, blocks);
+        Load(packet);
         if (m_nPlayed == packet.seq) {
             m_Waiting.pop_front();
         }
@@ -182,68 +175,39 @@ public:
         if (m_nPlayed <= expected) {
             return Character(out, size);
         }
-        if (size < 2) {
-            return 0;
-        }
-        memcpy(out, "\xFD\xFF", 2);
-        return static_cast<int>(m_nPlayed - expected);
+        memcpy(out, "\xFD\xFF", size < 2 ? 0 : 2);
+        return size < 2 ? 0 : static_cast<int>(m_nPlayed - expected);
     }
 
 private:
-    struct Block {
-        size_t begin, length;
-    };
+    bool HasBlocks(const Packet& packet) const { return packet.isRed && m_nLevel != 0; }
 
-    // Where the blocks lie; none when they do not fit.
-    static std::vector<Block> Split(const Bytes& payload) {
-        std::vector<Block> blocks;
-        size_t at = 0;
-        size_t redundant = 0;
-        for (; at + 4 <= payload.size() && payload[at] >= 0x80 && blocks.size() < 16; at += 4) {
-            blocks.push_back({0, (payload[at + 2] & 3) * 256U + payload[at + 3]});
-            redundant += blocks.back().length;
-        }
-        const bool primary = blocks.size() < 16;
-        const bool isCut = primary && (at >= payload.size() || payload[at++] >= 0x80);
-        if (isCut || at + redundant > payload.size()) {
-            return {};
-        }
-        blocks.push_back({0, primary ? payload.size() - at - redundant : 0});
-        for (Block& block : blocks) {
-            block.begin = at;
-            at += block.length;
-        }
-        return blocks;
+    // Compared around the wrap below zero with which a stream from number 0 may begin.
+    bool IsDropped(const Packet& packet) const {
+        const bool isOld = m_nPlayed != 0 && static_cast<int32_t>(packet.seq - m_nPlayed) <= 0;
+        return HasBlocks(packet) && (isOld || ParseRed(packet.payload, 16).empty());
     }
 
-    bool Dropped(const Packet& packet, std::vector<Block>& blocks) const {
-        if (!packet.isRed || m_nLevel == 0) {
-            return false;
-        }
-        blocks = Split(packet.payload);
-        // Compared around the wrap below zero with which a stream from number 0 may begin.
-        return blocks.empty() || (m_nPlayed != 0 && static_cast<int32_t>(packet.seq - m_nPlayed) <= 0);
-    }
-
-    void Load(const Packet& packet, const std::vector<Block>& blocks) {
-        Block load{0, packet.payload.size()};
+    void Load(const Packet& packet) {
+        std::string text(packet.payload.begin(), packet.payload.end());
         uint32_t played = packet.seq;
-        if (packet.isRed && m_nLevel != 0) {
+        if (HasBlocks(packet)) {
+            const std::vector<RedBlock> blocks = ParseRed(packet.payload, 16);
             const uint32_t n = static_cast<uint32_t>(blocks.size()) - 1;
             const uint32_t gap = packet.seq - m_nPlayed;
             const uint32_t start = gap == 0 || n + 1 < gap ? 0 : n + 1 - gap;
             uint32_t k = start;
-            while (start <= 14 && k < n && k < 15 && blocks[k].length == 0) {
+            while (start <= 14 && k < n && k < 15 && blocks[k].data.empty()) {
                 ++k;
             }
             m_nSkipped = k - start;
-            load = blocks[k];
+            text = blocks[k].data;
             played = packet.seq - n + k;
         }
         m_nPlayed = played;
-        std::copy_n(packet.payload.begin() + static_cast<long>(load.begin), load.length, m_Play.begin());
+        m_Play.replace(0, text.size(), text);
         m_nAt = 0;
-        m_nEnd = load.length;
+        m_nEnd = text.size();
     }
 
     int Character(uint8_t* out, uint32_t size) {
@@ -251,8 +215,9 @@ private:
             return 0;
         }
         const uint8_t firsts[] = {0xC0, 0xE0, 0xF0, 0xF8, 0xFC}; // lead bytes of 2 to 6
-        const size_t length = 1U + static_cast<size_t>(std::upper_bound(firsts, firsts + 5, m_Play[m_nAt]) - firsts);
-        std::copy_n(m_Play.begin() + static_cast<long>(m_nAt), std::min<size_t>(length, size), out);
+        const uint8_t lead = static_cast<uint8_t>(m_Play[m_nAt]);
+        const size_t length = 1U + static_cast<size_t>(std::upper_bound(firsts, firsts + 5, lead) - firsts);
+        m_Play.copy(reinterpret_cast<char*>(out), std::min<size_t>(length, size), m_nAt);
         m_nAt += length;
         return static_cast<int>(length);
     }
@@ -260,7 +225,7 @@ private:
     const uint32_t m_nLevel;
     uint32_t m_nPlayed = 0;
     uint32_t m_nSkipped = 0;
-    Bytes m_Play = Bytes(1400);
+    std::string m_Play = std::string(1400, '\0');
     size_t m_nAt = 0;
     size_t m_nEnd = 0;
     std::deque<Packet> m_Waiting;

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstddef>
 #include <functional>
 #include <string>
 #include <thread>
@@ -27,26 +26,19 @@ constexpr uint32_t FAR_SSRC = 0x01020304;
 constexpr unsigned SILENCE_US = 1100000;
 
 // A loopback address that no other process of the tests uses, so that none takes a port this one has chosen.
-const std::string& OwnLoopback();
+std::string OwnLoopback();
 
 // The other side of one channel: raw RTP and RTCP sockets, and the pair of ports that the channel is to take.
-class FarEnd {
-public:
-    explicit FarEnd(const std::string& ip = OwnLoopback());
-
+struct FarEnd {
     void SendPlain(uint32_t seq, const std::string& text, uint32_t ssrc = FAR_SSRC);
-    // RED: the generations, oldest first, and the new text.
-    void SendRed(uint32_t seq, const std::vector<std::string>& generations, const std::string& text);
-    // An RTCP packet of 32 bytes: a receiver report (201), or one of another type.
-    void SendRtcp(uint32_t type = 201);
+    // Two generations, the older first, and the new text.
+    void SendRed(uint32_t seq, const std::string& older, const std::string& newer, const std::string& text);
 
-    const std::string ip;
-    UdpPeer rtp;
-    UdpPeer rtcp;
-    const uint16_t enginePort;
-
-private:
-    explicit FarEnd(const std::string& address, uint16_t port);
+    const std::string ip = OwnLoopback();
+    const uint16_t port = FreePortPair(ip);
+    UdpPeer rtp{port, ip};
+    UdpPeer rtcp{static_cast<uint16_t>(port + 1), ip};
+    const uint16_t enginePort = FreePortPair(ip);
 };
 
 // What a handler was called with, and which handler it was.
@@ -67,15 +59,14 @@ protected:
     // Sets FirstHandler. A test that hangs ends the program.
     HostTest();
     // Deletes every channel.
-    ~HostTest() override;
+    void TearDown() override;
 
-    // A channel set up for the far end; and started as well.
-    int Create(const FarEnd& far, uint32_t level = 2);
-    int Open(const FarEnd& far, int direction, uint32_t level = 2);
-    void Configure(int channel, const FarEnd& far, uint32_t level);
+    void Configure(int channel, const FarEnd& far, uint32_t level = 2);
+    // A channel that is set up and started.
+    int Open(const FarEnd& far, int direction = VRN_CHANNEL_SENDRECV, uint32_t level = 2);
     int Type(int channel, const std::string& text);
-    // Lets a started channel's silence grow past one second and has the engine look.
-    void RaiseTimeout(int channel);
+    // Switches RTCP on anew, with a time-out of one second: one that is due is raised at once.
+    void CheckSilence(int channel);
 
     // Runs inside the handlers, on their thread. What it refers to must outlive the test's channels.
     static void OnEvent(std::function<void(int channel, int event)> action);
@@ -89,38 +80,23 @@ protected:
 void SetLogLevel(int level);
 uint32_t Read32(const Bytes& bytes, size_t at);
 
-// What VRN_Init, called once a process, returned and logged.
-struct FirstInit {
-    int result;
-    std::vector<std::string> lines;
-};
-const FirstInit& InitOnce();
-
 // Whether the lines are those of the pattern, one a line, in which `*` stands for any text.
-testing::AssertionResult LinesMatch(const std::string& pattern, const std::vector<std::string>& lines);
+testing::AssertionResult LinesMatch(const std::string& pattern, std::vector<std::string> lines);
 
-// What the process holds of the system.
-struct Resources {
-    size_t descriptors;
-    size_t threads;
-    size_t timers;
-};
-// Counts once the threads of timers that have run are gone.
-Resources CountResources();
-// Waits for the process to hold no more than that again.
-testing::AssertionResult HoldsNoMoreThan(const Resources& before);
-
-// Damaged and foreign datagrams, sent from a thread of its own while it lives.
-class Flood {
+// Repeats an action on a thread of its own while it lives.
+class Repeating {
 public:
-    explicit Flood(const std::vector<uint16_t>& ports);
-    ~Flood();
-    Flood(const Flood&) = delete;
-    Flood& operator=(const Flood&) = delete;
+    explicit Repeating(std::function<void()> action);
+    ~Repeating();
+    Repeating(const Repeating&) = delete;
+    Repeating& operator=(const Repeating&) = delete;
 
 private:
     std::atomic<bool> m_bRunning{true};
     std::thread m_Thread;
 };
+
+// Sends damaged and foreign datagrams to the engine's ports of these far ends, again and again.
+std::function<void()> HostileFire(const std::vector<const FarEnd*>& ends);
 
 #endif

@@ -52,6 +52,7 @@ public:
     Datagram& RtpHeader(bool marker, uint32_t payloadType, uint32_t seq, uint32_t timestamp, uint32_t ssrc) {
         return U8(0x80).U8((marker ? 0x80 : 0) | payloadType).U16(seq).U32(timestamp).U32(ssrc);
     }
+    // NOLINTNEXTLINE(google-explicit-constructor): a datagram is its bytes
     operator const Bytes&() const { return m_Bytes; }
 
 private:
