@@ -131,8 +131,8 @@ public:
     int VRN_SetRecvIPnPort(int channel, const char* ip, unsigned short port);
 
     // Starts the channel in a direction (VRN_CHANNEL_STATUS). Its sockets are opened and bound; a channel already
-    // started is stopped and built anew. The third argument is ignored. The last channel that began to receive is the
-    // active one, whose text is delivered.
+    // started is stopped, RTCP too, and built anew. The third argument is ignored. The last channel that began to
+    // receive is the active one, whose text is delivered.
     // 1 is also what a failed start returns (a port in use, or a descriptor of 1024 or more, which cannot receive):
     // the log has the reason. The direction is then still the one before. -1: id not 0 to 2 or no such channel.
     // RTP sequence numbers start at 1 whenever sending starts, while a receiver goes on from the last number it saw:

@@ -4,6 +4,7 @@
 vrn_engine_test(codec_tests
   codec/T140CodecReceiveTest.cpp
   codec/T140CodecSendTest.cpp
+  codec/Utf8Test.cpp
   support/ManualTime.cpp)
 
 # The transport with its codec and real sockets on loopback.

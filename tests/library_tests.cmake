@@ -3,14 +3,12 @@
 set(timer_test util/VRNTimerTest.cpp)
 vrn_engine_test(util_test
   util/ByteReaderTest.cpp
-  util/CTextFeederTest.cpp
   util/CTextQueueTest.cpp
   util/TextThreadTest.cpp
   util/VRNClockTest.cpp
   util/VRNListTest.cpp
   util/VRNLogTest.cpp
-  ${timer_test}
-  support/ManagerStub.cpp)
+  ${timer_test})
 
 # The timers again, on the platform's other model of them; under thread sanitizers util_test has that one.
 if(NOT VRN_SANITIZE STREQUAL "thread")

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 #include <random>
-#include <set>
 
 namespace {
 
@@ -106,6 +105,7 @@ void CheckPackets(unsigned level) {
         EXPECT_LE(sent.data.size(), sent.marker && level == 0 ? 1400U : 500U);
         EXPECT_TRUE(sent.marker ? idleFor == repeats : sent.timestamp == s_Sent[i - 1].timestamp + 300) << i;
         ASSERT_EQ(level + 1, sent.blocks.size());
+        EXPECT_NE(0x80, sent.blocks[level].data[0] & 0xC0) << "cut within a character";
         idleFor = sent.blocks[level].data.empty() ? idleFor + 1 : 0;
         EXPECT_LE(idleFor, repeats);
         for (size_t back = 0; back <= level; ++back) {
@@ -120,18 +120,15 @@ void CheckPackets(unsigned level) {
 }
 
 TEST_F(T140CodecSend, RandomTypingArrivesWholeAndIsRepeatedOnceALevel) {
-    const std::string characters[] = {"e",   "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xFC\x84\x80\x80\x80\x80",
-                                      "\x80"};
-    const unsigned levels[] = {0, 1, 2, 3, 4, 5, 60, 123};
-    const uint32_t pauses[] = {0, 299, 300, 1000, 16083, 16084, 16383, 16384};
+    const std::string characters[] = {"e", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xFC\x84\x80\x80\x80\x80"};
+    const uint32_t pauses[] = {0, 299, 300, 1000, 16683, 16684, 16983, 16984};
     const uint32_t seed = std::random_device()();
     std::mt19937 random(seed);
-    for (unsigned round = 0; round < 400 && !HasFailure(); ++round) {
+    for (unsigned round = 0; round < 240 && !HasFailure(); ++round) {
         SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
-        const unsigned level = levels[round % 8];
+        const unsigned level = round % 40 == 39 ? 123 : round % 40 == 19 ? 60 : round % 6;
         Open(level);
         std::string typed;
-        std::set<size_t> boundaries = {0};
         for (int chunk = 0; chunk < 20; ++chunk) {
             const bool isIdle = manual_time::ArmedTimers() == 0;
             const size_t before = s_Sent.size();
@@ -140,9 +137,8 @@ TEST_F(T140CodecSend, RandomTypingArrivesWholeAndIsRepeatedOnceALevel) {
             const size_t length = random() % 4 == 0 ? room : 1 + random() % std::min<size_t>(room, 9);
             std::string text;
             while (text.size() < length) {
-                const std::string& character = characters[random() % 6];
+                const std::string& character = characters[random() % 5];
                 text += text.size() + character.size() <= length ? character : ".";
-                boundaries.insert(typed.size() + text.size());
             }
             typed += text;
             ASSERT_EQ(1, Type(text));
@@ -152,11 +148,6 @@ TEST_F(T140CodecSend, RandomTypingArrivesWholeAndIsRepeatedOnceALevel) {
         }
         EXPECT_EQ(typed, Delivered());
         CheckPackets(level);
-        size_t at = 0;
-        for (const Sent& sent : s_Sent) {
-            at += sent.blocks.back().data.size();
-            EXPECT_EQ(1U, boundaries.count(at)) << "cut within a character";
-        }
     }
 }
 
@@ -191,6 +182,7 @@ TEST_F(T140CodecSend, WhatDoesNotFitIsRefused) {
     EXPECT_EQ(1, Type("123456"));
     EXPECT_EQ(-1, Type("7"));
     manual_time::Advance(300);
+    EXPECT_EQ(500U, s_Sent.back().data.size());
     EXPECT_EQ(1, Type("8")); // the tick made room
     EXPECT_EQ("x" + most + "1234568", Delivered());
 }

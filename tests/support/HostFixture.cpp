@@ -1,9 +1,9 @@
 #include "tests/support/HostFixture.h"
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <random>
-#include <sstream>
 #include <unistd.h>
 
 namespace {
@@ -16,36 +16,15 @@ std::mutex s_Mutex;
 std::vector<HostEvent> s_Events;
 std::function<void(int, int)> s_Action;
 
-void Keep(int handler, int channel, int id, void* data) {
-    std::function<void(int, int)> action;
-    {
-        std::lock_guard<std::mutex> lock(s_Mutex);
-        const auto* shown = static_cast<stVRN_DisplayText*>(data);
-        const char* const text = shown ? reinterpret_cast<char*>(shown->pText) : "";
-        s_Events.push_back({channel, id, text, shown ? shown->nLen : 0, handler});
-        action = s_Action;
-    }
+void Keep(int channel, int id, void* data) {
+    std::unique_lock<std::mutex> lock(s_Mutex);
+    const auto* shown = static_cast<stVRN_DisplayText*>(data);
+    s_Events.push_back({channel, id, shown ? reinterpret_cast<char*>(shown->pText) : "", shown ? shown->nLen : 0});
+    const auto action = s_Action;
+    lock.unlock();
     if (action) {
         action(channel, id);
     }
-}
-
-bool Matches(const char* pattern, const char* text) {
-    if (*pattern == '*') {
-        return Matches(pattern + 1, text) || (*text != '\0' && Matches(pattern, text + 1));
-    }
-    return *pattern == *text && (*text == '\0' || Matches(pattern + 1, text + 1));
-}
-
-// Bytes that are not RTP or RTCP, or nearly are.
-Bytes HostileDatagram(std::mt19937& random) {
-    static const uint8_t starts[][2] = {{0x80, RECV_RED}, {0x80, RECV_T140}, {0xBF, RECV_RED}, {0x81, 201}};
-    Bytes datagram(2 + random() % (random() % 3 == 0 ? 16 : 1500));
-    std::generate(datagram.begin(), datagram.end(), [&random] { return static_cast<uint8_t>(random()); });
-    if (random() % 4 != 0) {
-        std::copy_n(starts[random() % std::size(starts)], 2, datagram.begin());
-    }
-    return datagram;
 }
 
 } // namespace
@@ -66,19 +45,11 @@ void FarEnd::SendRed(uint32_t seq, const std::string& older, const std::string& 
     rtp.SendTo(enginePort, packet.U8(RECV_T140).Text(older + newer + text));
 }
 
-void FirstHandler(int channel, int event, void* data) {
-    Keep(1, channel, event, data);
-}
-
-void SecondHandler(int channel, int event, void* data) {
-    Keep(2, channel, event, data);
-}
-
 HostTest::HostTest() : engine(*GetCorvaneTextEngineClient()) {
     alarm(HANG_SECONDS);
     static const int initialized = engine.VRN_Init();
     EXPECT_EQ(0, initialized);
-    engine.VRN_SetEventHandler(FirstHandler);
+    engine.VRN_SetEventHandler(Keep);
 }
 
 void HostTest::TearDown() {
@@ -136,10 +107,6 @@ std::string HostTest::Shown(int channel) {
     return text;
 }
 
-void SetLogLevel(int level) {
-    __atomic_store_n(&VRNlogLevel, level, __ATOMIC_RELAXED);
-}
-
 uint32_t Read32(const Bytes& bytes, size_t at) {
     uint32_t value = 0;
     for (size_t i = at; i < at + 4; ++i) {
@@ -148,36 +115,15 @@ uint32_t Read32(const Bytes& bytes, size_t at) {
     return value;
 }
 
-testing::AssertionResult LinesMatch(const std::string& pattern, std::vector<std::string> lines) {
-    std::istringstream expected(pattern);
-    lines.emplace_back(); // stands against a line that is missing
-    for (const std::string& line : lines) {
-        std::string wanted;
-        std::getline(expected, wanted);
-        if (!Matches(wanted.c_str(), line.c_str())) {
-            return testing::AssertionFailure() << "expected: " << wanted << "\n  logged: " << line;
-        }
-    }
-    return testing::AssertionSuccess();
-}
-
-Repeating::Repeating(std::function<void()> action)
-    : m_Thread([this, action] {
-          while (m_bRunning) {
-              action();
-          }
-      }) {}
-
-Repeating::~Repeating() {
-    m_bRunning = false;
-    m_Thread.join();
-}
-
+// Bytes that are not RTP or RTCP, or nearly are.
 std::function<void()> HostileFire(const std::vector<const FarEnd*>& ends) {
+    static const uint8_t starts[][2] = {{0x80, RECV_RED}, {0x80, RECV_T140}, {0xBF, RECV_RED}, {0x81, 201}, {0, 0}};
     auto stranger = std::make_shared<UdpPeer>(0, OwnLoopback());
     return [stranger, ends, random = std::mt19937(1)]() mutable {
-        const uint16_t port = ends[random() % ends.size()]->enginePort;
-        stranger->SendTo(static_cast<uint16_t>(port + random() % 2), HostileDatagram(random));
+        Bytes datagram(2 + random() % (random() % 3 == 0 ? 16 : 1500));
+        std::generate(datagram.begin(), datagram.end(), [&random] { return static_cast<uint8_t>(random()); });
+        std::copy_n(starts[random() % std::size(starts)], 2, datagram.begin());
+        stranger->SendTo(static_cast<uint16_t>(ends[random() % ends.size()]->enginePort + random() % 2), datagram);
         usleep(FIRE_PAUSE_US);
     };
 }

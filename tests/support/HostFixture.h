@@ -41,22 +41,17 @@ struct FarEnd {
     const uint16_t enginePort = FreePortPair(ip);
 };
 
-// What a handler was called with, and which handler it was.
+// What the handler was called with.
 struct HostEvent {
     int channel;
     int id;
     std::string text; // event 1: up to the terminating NUL
     int length;
-    int handler;
 };
-
-// Handlers that keep the event, under their number, and then run what OnEvent set.
-void FirstHandler(int channel, int event, void* data);
-void SecondHandler(int channel, int event, void* data);
 
 class HostTest : public testing::Test {
 protected:
-    // Sets FirstHandler. A test that hangs ends the program.
+    // Sets a handler that keeps the event and then runs what OnEvent set. A test that hangs ends the program.
     HostTest();
     // Deletes every channel.
     void TearDown() override;
@@ -77,19 +72,21 @@ protected:
     CorvaneTextEngineClient& engine;
 };
 
-void SetLogLevel(int level);
 uint32_t Read32(const Bytes& bytes, size_t at);
-
-// Whether the lines are those of the pattern, one a line, in which `*` stands for any text.
-testing::AssertionResult LinesMatch(const std::string& pattern, std::vector<std::string> lines);
 
 // Repeats an action on a thread of its own while it lives.
 class Repeating {
 public:
-    explicit Repeating(std::function<void()> action);
-    ~Repeating();
-    Repeating(const Repeating&) = delete;
-    Repeating& operator=(const Repeating&) = delete;
+    explicit Repeating(const std::function<void()>& action)
+        : m_Thread([this, action] {
+              while (m_bRunning) {
+                  action();
+              }
+          }) {}
+    ~Repeating() {
+        m_bRunning = false;
+        m_Thread.join();
+    }
 
 private:
     std::atomic<bool> m_bRunning{true};

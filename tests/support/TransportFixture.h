@@ -9,6 +9,7 @@
 #include "transport/CTextTransportManager.h"
 #include "util/VRNClock.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -22,6 +23,7 @@ constexpr uint32_t SEND_T140 = 96;
 constexpr uint32_t SEND_RED = 97;
 constexpr uint32_t RECV_T140 = 98;
 constexpr uint32_t RECV_RED = 99;
+constexpr int SESSION = 2;
 constexpr uint32_t START_TICK = 100000;
 constexpr uint32_t FIRST_SSRC = 0x11111111; // what the clock unit's generator gives first
 
@@ -39,16 +41,15 @@ protected:
 
     // A transport that has never been started in the place of this one.
     void Renew() {
-        if (m_pTransport != nullptr) {
-            m_pTransport->StopTransport();
-        }
+        m_pTransport = nullptr;
         manual_time::Reset();
         manual_time::SetTick(START_TICK);
-        s_nTimeouts = 0;
+        s_Timeouts.clear();
         m_pTransport = std::make_unique<CTextTransportManager>();
         m_pTransport->SetNetworkRecvInstance(&m_Receiver);
-        m_pTransport->SetSessionParams(2, [](int channel, int event, void*) {
-            s_nTimeouts += channel == 2 && event == VRN_EVENT_RTCP_TIMEOUT ? 1 : 100;
+        m_pTransport->SetSessionParams(SESSION, [](int channel, int event, void*) {
+            EXPECT_TRUE(channel == SESSION && event == VRN_EVENT_RTCP_TIMEOUT);
+            s_Timeouts.push_back(VRNGetTickCount());
         });
         m_pTransport->SetDirection(VRN_CHANNEL_SENDRECV);
         m_pTransport->SetRecvConnection(m_sIp.c_str(), m_nPort);
@@ -83,17 +84,17 @@ protected:
         std::string text;
         char out[100] = {};
         while (const int length = m_pTransport->GetTextForDisp(reinterpret_cast<uint8_t*>(out), sizeof(out))) {
-            text.append(out, static_cast<size_t>(length));
+            text.append(out, std::min(sizeof(out), static_cast<size_t>(length)));
         }
         return text;
     }
 
     // Bytes of the report that the transport sends now.
-    Bytes Report(size_t from, size_t to) {
+    Bytes Report(long from, long to) {
         m_pTransport->GenerateAndSendRTCPReport();
-        const Bytes report = m_FarRtcp.Receive();
-        EXPECT_LE(to, report.size());
-        return to > report.size() ? report : Bytes(report.begin() + long(from), report.begin() + long(to));
+        Bytes report = m_FarRtcp.Receive();
+        report.resize(RTCP_BUFFER_SIZE);
+        return {report.begin() + from, report.begin() + to};
     }
 
     static size_t OpenDescriptors() {
@@ -111,21 +112,20 @@ protected:
     NetworkRecv m_Receiver; // not started: tests say when a socket is read
     const size_t m_nDescriptors = OpenDescriptors();
     std::unique_ptr<CTextTransportManager> m_pTransport;
-    static inline int s_nTimeouts = 0; // calls of the handler with event 2; other calls count a hundred
+    static inline std::vector<uint32_t> s_Timeouts; // the ticks of the events
 
 private:
     // Waits until the socket bound to this port has a datagram.
     static void WaitReadable(int port) {
-        for (int fd = 0; fd < 256; ++fd) {
-            sockaddr_in bound{};
+        sockaddr_in bound{};
+        int fd = -1;
+        while (ntohs(bound.sin_port) != port) {
             socklen_t length = sizeof(bound);
-            if (getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length) == 0 && ntohs(bound.sin_port) == port) {
-                pollfd readable = {fd, POLLIN, 0};
-                ASSERT_EQ(1, poll(&readable, 1, 10000));
-                return;
-            }
+            ASSERT_GT(256, ++fd) << "no socket on port " << port;
+            getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length);
         }
-        FAIL() << "no socket on port " << port;
+        pollfd readable = {fd, POLLIN, 0};
+        ASSERT_EQ(1, poll(&readable, 1, 10000));
     }
 };
 

@@ -8,6 +8,10 @@
 namespace {
 
 constexpr uint32_t NOW = 90000;
+constexpr uint32_t SSRC = 0x0A0B0C0D;
+constexpr uint32_t FAR = 0x51525354; // the far end's
+
+using Words = std::vector<uint32_t>; // a packet's, of 32 bits
 
 class CRTCPReports : public ::testing::Test {
 protected:
@@ -16,52 +20,48 @@ protected:
         manual_time::SetTick(NOW);
         manual_time::SetNtp(0xE1E2E3E4, 0xF1F2F3F4);
         m_Out.m_nVersion = 2;
-        m_Out.m_nSSRC = 0x0A0B0C0D;
-        m_Out.m_pBuffer = m_Buffer.data();
+        m_Out.m_nSSRC = SSRC;
+        m_Out.m_pBuffer = m_Buffer;
+        m_In.m_nSSRC = FAR;
+    }
+
+    Words Report(bool isSender) {
+        isSender ? m_Rtcp.MakeRtcpSRPacket(&m_Out, &m_In, &m_RtpSend, &m_RtpRecv)
+                 : void(m_Rtcp.MakeRtcpRRPacket(&m_Out, &m_In, &m_RtpRecv));
+        Words words;
+        for (const uint8_t* at = m_Buffer; at < m_Buffer + m_Out.m_nPacketLen; at += 4) {
+            words.push_back(uint32_t(at[0] << 24 | at[1] << 16 | at[2] << 8 | at[3]));
+        }
+        return words;
     }
 
     CRTCP m_Rtcp;
-    Bytes m_Buffer = Bytes(RTCP_BUFFER_SIZE);
+    uint8_t m_Buffer[RTCP_BUFFER_SIZE] = {};
     VRN_RTCPStruct_st m_Out, m_In;
     VRN_RTPStruct_st m_RtpSend, m_RtpRecv;
 };
 
 TEST_F(CRTCPReports, SenderReportsHaveABlockAfterNewPacketsOnlyReceiverReportsAlways) {
-    m_In.m_nSSRC = 0x51525354;
     m_RtpSend.m_nPacketCount = 5;
     m_RtpSend.m_nOctetCount = 77;
     m_RtpRecv.m_nMaxExtSeqNum = 9;
     m_RtpRecv.m_nPacketCount = 10;
-    m_RtpRecv.m_nJitter = 33;
-    const Bytes info = Datagram()
-                           .U32(0xE1E2E3E4) // NTP time
-                           .U32(0xF1F2F3F4)
-                           .U32(NOW) // RTP timestamp: the tick count
-                           .U32(5)   // packets
-                           .U32(77); // octets
-    const Bytes block = Datagram()
-                            .U32(0x51525354) // source: the SSRC of the far end's RTCP
-                            .U32(0)          // nothing lost
-                            .U32(9)          // highest extended sequence number
-                            .U32(2)          // jitter 33 / 16
-                            .U32(0)          // no sender report came
-                            .U32(0);
+    m_RtpRecv.m_nJitter = 33; // in sixteenths
+    // Of a sender: NTP time, tick count, packets, octets. A block: source, loss, highest number, jitter, no echo yet.
     const struct {
+        bool isSender;
         uint8_t newData;
-        uint32_t start;
-        bool hasInfo, hasBlock;
+        Words words;
     } cases[] = {
-        {0, 0x80C80006, true, false}, {1, 0x81C8000C, true, true},  {1, 0x81C90007, false, true},
-        {0, 0x80C80006, true, false}, {0, 0x80C90001, false, true}, // kept: a receiver report has the count of the sender report before it
+        {true, 0, {0x80C80006, SSRC, 0xE1E2E3E4, 0xF1F2F3F4, NOW, 5, 77}},
+        {true, 1, {0x81C8000C, SSRC, 0xE1E2E3E4, 0xF1F2F3F4, NOW, 5, 77, FAR, 0, 9, 2, 0, 0}},
+        {false, 1, {0x81C90007, SSRC, FAR, 0, 9, 2, 0, 0}},
+        {true, 0, {0x80C80006, SSRC, 0xE1E2E3E4, 0xF1F2F3F4, NOW, 5, 77}},
+        {false, 0, {0x80C90001, SSRC, FAR, 0, 9, 2, 0, 0}}, // kept: the count is the sender report's before it
     };
     for (const auto& c : cases) {
         m_RtpRecv.m_bNewData = c.newData;
-        c.hasInfo ? m_Rtcp.MakeRtcpSRPacket(&m_Out, &m_In, &m_RtpSend, &m_RtpRecv)
-                  : void(m_Rtcp.MakeRtcpRRPacket(&m_Out, &m_In, &m_RtpRecv));
-        Bytes expected = Datagram().U32(c.start).U32(0x0A0B0C0D);
-        expected.insert(expected.end(), info.begin(), c.hasInfo ? info.end() : info.begin());
-        expected.insert(expected.end(), block.begin(), c.hasBlock ? block.end() : block.begin());
-        EXPECT_EQ(expected, Bytes(m_Buffer.begin(), m_Buffer.begin() + m_Out.m_nPacketLen));
+        EXPECT_EQ(c.words, Report(c.isSender));
         EXPECT_EQ(0, m_RtpRecv.m_bNewData);
     }
 }
@@ -82,21 +82,21 @@ TEST_F(CRTCPReports, LossIsTheShareSinceTheLastReportAndTheCountInAllAndAgesAreC
         {49, 61, 0, 0xFFFFF5, 0},            // loss, but none in all: -11
     };
     m_In.m_nLastSRTick = NOW;
+    m_In.m_nNtpSeconds = 0xAAAA1234;
+    m_In.m_nNtpFraction = 0x5678BBBB;
     for (const auto& c : reports) {
         manual_time::SetTick(NOW + c.ageMs);
         m_RtpRecv.m_nMaxExtSeqNum = c.maxExtSeqNum;
         m_RtpRecv.m_nPacketCount = c.received;
-        m_Rtcp.MakeRtcpRRPacket(&m_Out, &m_In, &m_RtpRecv);
-        const Bytes expected = Datagram().U32(c.loss).U32(c.maxExtSeqNum).U32(0).U32(0).U32(c.dlsr);
-        EXPECT_EQ(expected, Bytes(m_Buffer.begin() + 12, m_Buffer.begin() + 32)) << c.maxExtSeqNum;
+        EXPECT_EQ((Words{0x80C90001, SSRC, FAR, c.loss, c.maxExtSeqNum, 0, 0x12345678, c.dlsr}), Report(false));
     }
 }
 
 TEST_F(CRTCPReports, ReportsAreReadAndOtherPacketsRefused) {
-    const std::vector<uint32_t> nothing(15);
+    const Words nothing(15);
     const struct {
         uint32_t start;
-        std::vector<uint32_t> fields;
+        Words fields;
     } cases[] = {
         {0xA1C8000C, {11, 12, 13, 14, 15, 16, 17, 64, 0xFFFFEC, 19, 20, 21, 22, NOW, NOW}}, // SR
         {0x80C80006, {11, 12, 13, 14, 15, 16, 0, 0, 0, 0, 0, 0, 0, NOW, NOW}},              // without a block
@@ -106,19 +106,20 @@ TEST_F(CRTCPReports, ReportsAreReadAndOtherPacketsRefused) {
         {0x41C80006, nothing},                                                // version 1
     };
     for (const auto& c : cases) {
-        Datagram packet = Datagram().U32(c.start);
-        for (uint32_t word : {11U, 12U, 13U, 14U, 15U, 16U, 17U, 0x40FFFFECU, 19U, 20U, 21U, 22U}) {
+        Datagram packet;
+        for (uint32_t word : {c.start, 11U, 12U, 13U, 14U, 15U, 16U, 17U, 0x40FFFFECU, 19U, 20U, 21U, 22U}) {
             packet.U32(word);
         }
         Bytes buffer = packet;
         buffer.resize(RTCP_BUFFER_SIZE);
         VRN_RTCPStruct_st in;
         EXPECT_EQ(c.fields == nothing ? -1 : 1, m_Rtcp.ParseRtcpPacket(&in, buffer.data()));
-        EXPECT_EQ(c.fields,
-                  (std::vector<uint32_t>{in.m_nSSRC, in.m_nNtpSeconds, in.m_nNtpFraction, in.m_nRtpTimestamp,
-                                         in.m_nPacketCount, in.m_nOctetCount, in.m_nBlockSSRC, in.m_nFractionLost,
-                                         uint32_t(in.m_nCumulativeLost), in.m_nMaxExtSeqNum, in.m_nJitter, in.m_nLSR,
-                                         in.m_nDLSR, in.m_nLastArrivalTick, in.m_nLastSRTick}));
+        const Words fields = {in.m_nSSRC,         in.m_nNtpSeconds,      in.m_nNtpFraction,
+                              in.m_nRtpTimestamp, in.m_nPacketCount,     in.m_nOctetCount,
+                              in.m_nBlockSSRC,    in.m_nFractionLost,    uint32_t(in.m_nCumulativeLost),
+                              in.m_nMaxExtSeqNum, in.m_nJitter,          in.m_nLSR,
+                              in.m_nDLSR,         in.m_nLastArrivalTick, in.m_nLastSRTick};
+        EXPECT_EQ(c.fields, fields);
     }
     EXPECT_EQ(-1, m_Rtcp.ParseRtcpPacket(&m_In, nullptr));
 }

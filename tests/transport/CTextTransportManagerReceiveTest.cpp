@@ -44,7 +44,7 @@ TEST_F(CTextTransportManagerReceive, PacketsAreFilteredByNumberPayloadTypeAndSen
         {"1+ 2-t 3+r", 3},
         {"65510+ 5-o 65511+", 65536 + 65511}, // a dropped packet counts a wrap
         {"65510+ 5-ot 65511+", 65511},        // but not one of another type
-        {"1+ 2-o 3+ 4-o 5-o 6-o 7+", 7},      // never more than four others in a row
+        {"1+ 2-o 3+ 4-o 5-o 6-o 7-o 8+", 8},  // never more than four others in a row
         {"1+ 2-o 3-p 4-o 5-o 6+o 7+o 8-", 8}, // the fifth brings its sender in
     };
     for (const auto& c : cases) {
@@ -70,8 +70,6 @@ TEST_F(CTextTransportManagerReceive, APacketOfAnotherVersionHasItsOwnPayloadUnde
     foreign[0] = 0x40;
     EXPECT_TRUE(Accepts(foreign));
     EXPECT_EQ("abcd", Text());
-    EXPECT_TRUE(Accepts(Packet(7, "e")));
-    EXPECT_FALSE(Accepts(foreign));     // 7 again: old
     for (size_t size : {0U, 1U, 11U}) { // less than a header
         EXPECT_FALSE(Accepts(Bytes(size, 0x80)));
         EXPECT_FALSE(m_Log.Has("RTT RX"));
@@ -82,14 +80,10 @@ TEST_F(CTextTransportManagerReceive, APacketOfAnotherVersionHasItsOwnPayloadUnde
 TEST_F(CTextTransportManagerReceive, RedIsRestoredAHoldLosesNothingAndARestartKeepsTheFilter) {
     Configure(2, m_sIp);
     Start();
-    Deliver(Packet(1000, "a"), m_nPort);
-    EXPECT_EQ("a", Text());
-    EXPECT_TRUE(Accepts(Datagram()
-                            .RtpHeader(false, RECV_RED, 1002, 0, FAR)
-                            .RedHeader(SEND_T140, 300, 1) // "b"
-                            .U8(SEND_T140)                // primary
-                            .Text("bc")));
-    EXPECT_EQ("bc", Text());
+    EXPECT_TRUE(Accepts(Packet(1000, "a")));
+    const Datagram header = Datagram().RtpHeader(false, RECV_RED, 1002, 0, FAR);
+    EXPECT_TRUE(Accepts(Datagram(header).RedHeader(SEND_T140, 300, 1).U8(SEND_T140).Text("bc")));
+    EXPECT_EQ("abc", Text());
     EXPECT_EQ(Loss(1, 1002), Report(13, 20)); // restored text is a lost packet all the same
     EXPECT_EQ(1, m_pTransport->StopReceive());
     EXPECT_FALSE(Accepts(Packet(1009, "d")));
@@ -100,7 +94,6 @@ TEST_F(CTextTransportManagerReceive, RedIsRestoredAHoldLosesNothingAndARestartKe
     EXPECT_FALSE(Accepts(Packet(1009, "x")));
     EXPECT_FALSE(Accepts(Packet(1010, "x", OTHER)));
     EXPECT_TRUE(Accepts(Packet(1010, "e")));
-    EXPECT_EQ("e", Text());
 }
 
 TEST_F(CTextTransportManagerReceive, OneMebibyteWaitsAndWhatIsPlayedMakesRoom) {

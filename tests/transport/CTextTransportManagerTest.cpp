@@ -2,6 +2,7 @@
 #include "util/VRNLog.h"
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 namespace {
@@ -13,22 +14,14 @@ TEST_F(CTextTransportManagerSend, APayloadGoesOutBehindAHeaderWithNumbersFromOne
     Configure(1, m_sIp);
     Start();
     EXPECT_EQ(1, Type("a"));
-    const Bytes first = Datagram()
-                            .RtpHeader(true, SEND_RED, 1, START_TICK, FIRST_SSRC)
-                            .RedHeader(SEND_T140, 300, 0) // empty generation
-                            .U8(SEND_T140)                // primary
-                            .Text("a");
-    EXPECT_EQ(first, m_Far.Receive());
+    const Datagram first = Datagram().RtpHeader(true, SEND_RED, 1, START_TICK, FIRST_SSRC);
+    EXPECT_EQ(Bytes(Datagram(first).RedHeader(SEND_T140, 300, 0).U8(SEND_T140).Text("a")), m_Far.Receive());
     // Payload types of RTP hold from the next packet; SSRC, the blocks' and the level from the next start.
     stVRN_CodecInfo codec = {{}, RECV_T140, RECV_RED, 110, 111, 0};
     m_pTransport->SetSendCodec(&codec);
     manual_time::Advance(300);
-    const Bytes second = Datagram()
-                             .RtpHeader(false, 111, 2, START_TICK + 300, FIRST_SSRC)
-                             .RedHeader(SEND_T140, 300, 1) // "a"
-                             .U8(SEND_T140)                // primary, empty
-                             .Text("a");
-    EXPECT_EQ(second, m_Far.Receive());
+    const Datagram second = Datagram().RtpHeader(false, 111, 2, START_TICK + 300, FIRST_SSRC);
+    EXPECT_EQ(Bytes(Datagram(second).RedHeader(SEND_T140, 300, 1).U8(SEND_T140).Text("a")), m_Far.Receive());
     const Bytes counts = Datagram().U32(2).U32(2 * (12 + 4 + 1 + 1)); // packets, octets with their headers
     EXPECT_EQ(counts, Report(20, 28));
     Start();
@@ -101,26 +94,29 @@ TEST_F(CTextTransportManagerStart, StartingAgainTakesTheRunningOneDownFirst) {
 TEST_F(CTextTransportManagerStart, TypingAndReadingGoOnWhileItStartsAndStops) {
     VRNlogLevel = 0;
     std::atomic<bool> running{true};
-    const auto repeat = [&running](auto step) {
-        return std::thread([&running, step] {
+    const std::function<void()> steps[] = {
+        [this] { Type("typed"); },
+        [this] {
+            m_Far.SendTo(m_nPort, Datagram().RtpHeader(false, RECV_T140, 1, 0, 1).Text("a"));
+            m_pTransport->ProcessRecvdRTP();
+            m_pTransport->ProcessRecvdRTCP();
+            Text();
+        },
+        [this] {
+            Configure(2, m_sIp);
+            m_pTransport->SetRtcpEnable(true);
+            m_pTransport->SetRtcpEnable(false);
+        },
+    };
+    std::vector<std::thread> threads;
+    for (const auto& step : steps) {
+        threads.emplace_back([&running, &step] {
             while (running) {
                 step();
                 std::this_thread::yield();
             }
         });
-    };
-    std::thread typist = repeat([this] { Type("typed"); });
-    std::thread reader = repeat([this] {
-        m_Far.SendTo(m_nPort, Datagram().RtpHeader(false, RECV_T140, 1, 0, 1).Text("a"));
-        m_pTransport->ProcessRecvdRTP();
-        m_pTransport->ProcessRecvdRTCP();
-        Text();
-    });
-    std::thread host = repeat([this] {
-        Configure(2, m_sIp);
-        m_pTransport->SetRtcpEnable(true);
-        m_pTransport->SetRtcpEnable(false);
-    });
+    }
     for (int round = 0; round < 400; ++round) {
         Start();
         manual_time::Advance(2000);
@@ -133,8 +129,8 @@ TEST_F(CTextTransportManagerStart, TypingAndReadingGoOnWhileItStartsAndStops) {
         }
     }
     running = false;
-    for (std::thread* thread : {&typist, &reader, &host}) {
-        thread->join();
+    for (std::thread& thread : threads) {
+        thread.join();
     }
     VRNlogLevel = 4;
 }
