@@ -143,9 +143,14 @@ TEST_F(T140CodecReceive, LossIsMarkedAfterOneSecondAndOddPacketsHaveRulesOfTheir
         }
         EXPECT_EQ(step.text, text) << &step - steps;
     }
-    EXPECT_EQ(0, receiver->m_Codec.GetText(nullptr, 8));
-    receiver->m_Codec.Delnit();
-    EXPECT_EQ("", receiver->Next(8));
+}
+
+TEST_F(T140CodecReceive, WithoutABufferOrAListNothingIsRead) {
+    Receiver receiver(2);
+    receiver.Put(Red(1, {"a"}));
+    EXPECT_EQ(0, receiver.m_Codec.GetText(nullptr, 8));
+    receiver.m_Codec.Delnit();
+    EXPECT_EQ("", receiver.Next(8));
 }
 
 // The rules of playout once more, from scratch: what the codec must hand out, call by call.
