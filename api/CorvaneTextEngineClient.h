@@ -144,9 +144,10 @@ public:
     int VRN_StopFDSR(int channel);
 
     // Deletes the channel; one still started is stopped first. The last one ends the engine's threads, within 100 ms
-    // unless the event handler is running. 1 also when there is no such channel. -1: id not 0 to 2, or refused from
-    // inside an event (see above). When it returns, no event of the channel is running or will come, but for an event
-    // 1 already under way on the feeder thread.
+    // (1.3 s where the first channel was created with all descriptors below 1024 in use) and an event in progress. 1
+    // also when there is no such channel. -1: id not 0 to 2, or refused from inside an event (see above). When it
+    // returns, no event of the channel is running or will come, but for an event 1 already under way on the feeder
+    // thread.
     int VRN_DeleteChannel(int channel);
 
     // Stops the channel and starts it in the direction that it last took, with the addresses and ports set since. RTCP
