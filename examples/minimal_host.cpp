@@ -19,6 +19,6 @@ int main() {
     engine->VRN_StartFDSR(channel, VRN_CHANNEL_SENDRECV, 0);
     char text[] = "Hello";
     engine->VRN_SendText(channel, text, sizeof(text) - 1);
-    sleep(1);
+    sleep(2);
     return engine->VRN_DeleteChannel(channel) == 1 ? 0 : 1;
 }
