@@ -6,12 +6,15 @@ target_compile_options(vrn_flags INTERFACE
   -fvisibility=hidden -fvisibility-inlines-hidden
   -fstack-protector-strong)
 
-if(VRN_SANITIZE STREQUAL "address")
+if(VRN_SANITIZE MATCHES "^(address|fuzz)$")
   set(vrn_sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  if(VRN_SANITIZE STREQUAL "fuzz")
+    list(APPEND vrn_sanitizers -fsanitize=fuzzer-no-link) # counts what an input reaches
+  endif()
 elseif(VRN_SANITIZE STREQUAL "thread")
   set(vrn_sanitizers -fsanitize=thread -fno-omit-frame-pointer)
 elseif(VRN_SANITIZE)
-  message(FATAL_ERROR "VRN_SANITIZE is empty, address or thread, not '${VRN_SANITIZE}'")
+  message(FATAL_ERROR "VRN_SANITIZE is empty, address, thread or fuzz, not '${VRN_SANITIZE}'")
 endif()
 
 if(VRN_SANITIZE)
@@ -23,6 +26,10 @@ else()
   target_compile_definitions(vrn_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
   target_link_options(vrn_flags INTERFACE -Wl,--no-undefined)
 endif()
+
+# For sources of programs, none of the engine's, that take long to optimise for their headers' sake (command lines,
+# regular expressions) and need not be fast.
+set(vrn_quickly_compiled -O0)
 
 # What a shared library for a phone is linked with, and the same everywhere else.
 set(vrn_shared_link_options

@@ -8,6 +8,7 @@
 #include "codec/RedPayload.h"
 #include "util/VRNList.h"
 #include "util/VRNMutex.h"
+#include "util/VRNSpares.h"
 #include "util/VRNTimer.h"
 
 #include <atomic>
@@ -119,6 +120,7 @@ private:
     void PrintText(unsigned char* data, int len);
 
     VRNList<TextBuffer*>* m_pTextList VRN_GUARDED_BY(m_Mutex) = nullptr;     // typed text waiting for a tick
+    VRNSpares<TextBuffer> m_SpareText VRN_GUARDED_BY(m_Mutex);               // records for it
     VRNList<RedListData*>* m_pRedList VRN_GUARDED_BY(m_Mutex) = nullptr;     // the last payloads sent, oldest first
     VRNList<CTextDataBuffer*>* m_pDecList VRN_GUARDED_BY(m_Mutex) = nullptr; // received packets; the transport's
     uint8_t* m_pSendBuf VRN_GUARDED_BY(m_Mutex) = nullptr;                   // where a RED payload is built

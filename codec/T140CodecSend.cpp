@@ -73,7 +73,7 @@ int T140Codec::EnqueueText(const unsigned char* text, unsigned int len) {
     }
     m_nWaitingText += len;
     while (len > 0) {
-        TextBuffer* record = new TextBuffer;
+        TextBuffer* record = m_SpareText.Take();
         record->m_nLength = static_cast<uint32_t>(Utf8WholeCharacters(text, len, TEXT_BUFFER_CAPACITY));
         memcpy(record->m_Data, text, record->m_nLength);
         text += record->m_nLength;
@@ -96,7 +96,7 @@ int T140Codec::SendTimerCallback() {
             m_bIsIdlePeriod = 1;
         }
     } else {
-        uint8_t gathered[MAX_PAYLOAD] = {};
+        uint8_t gathered[MAX_PAYLOAD];
         const uint32_t total = GatherText(gathered, GatherBudget());
         // Text left over keeps the ticks going, and each part of it is repeated as often as the rest.
         m_nRedCount = m_nRedLevel;
@@ -165,7 +165,7 @@ uint32_t T140Codec::TakeWaitingText(uint8_t* gathered, uint32_t length) {
             record->m_nLength -= part;
             memmove(record->m_Data, record->m_Data + part, record->m_nLength);
         } else {
-            delete record;
+            m_SpareText.GiveBack(record);
             m_pTextList->DeleteNode(nullptr, VRN_LIST_HEAD);
         }
     }

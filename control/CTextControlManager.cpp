@@ -32,7 +32,10 @@ CTextSessionManager* CTextControlManager::Pin(int channel) {
 void CTextControlManager::Unpin(int channel) {
     VRNLock lock(m_TableMutex);
     --m_nPins[channel];
-    m_TableChanged.Broadcast();
+    ++m_nChanges;
+    if (m_bDeleting[channel]) {
+        m_TableChanged.Broadcast();
+    }
 }
 
 int CTextControlManager::CreateChannel() {
@@ -80,6 +83,7 @@ int CTextControlManager::ReserveSlot(bool* isFirst, int* channels) {
 void CTextControlManager::Publish(int channel, CTextSessionManager* session, bool wasFirst) {
     VRNLock lock(m_TableMutex);
     m_pSession[channel] = session;
+    ++m_nChanges;
     if (wasFirst) {
         m_bMachineryChanging = false;
     }

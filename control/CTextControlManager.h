@@ -55,6 +55,9 @@ public:
     // The ways of packets and text (CTextControlManagerDispatch.cpp).
     // Takes a report of a readable socket; called by the network receiver's thread.
     void OnReceive(CTextSocketInfo* info);
+    // One step of the dispatch thread, which logs in its caller's name: waits for a report and works on it. False when the
+    // thread is to end.
+    bool DispatchNext(const char* caller);
     int SendText(int channel, char* text, unsigned int length);
     // Delivers one character of the active channel as event 1; called by the feeder's thread.
     void GetTextAndDisplay();
@@ -94,7 +97,12 @@ private:
     // members below until it clears it; others only read them, after they saw the table.
     bool m_bMachineryChanging VRN_GUARDED_BY(m_TableMutex) = false;
 
+    // What most steps of the feeder look at, side by side.
     std::atomic<int32_t> m_nActiveChannel{NO_ACTIVE_CHANNEL}; // the last on which receiving was started
+    // Counts what may bring something to show or to tell: pins gone, channels published. Written with m_TableMutex held.
+    std::atomic<uint64_t> m_nChanges{1};
+    uint64_t m_nChangesWhenEmpty = 0; // the feeder's own: m_nChanges after a step that found nothing; 0 for never
+
     std::atomic<VRNEventHandler> m_pEventHandler{nullptr};
 
     // The machinery.

@@ -6,6 +6,7 @@
 #include "control/CTextSessionManager.h"
 #include "util/CTextQueue.h"
 #include "util/EventScope.h"
+#include "util/ThreadStart.h"
 #include "util/VRNLog.h"
 
 #include <cstring>
@@ -57,24 +58,28 @@ CTextQueue* CTextControlManager::RecvQueue() {
 // The queue outlives this thread.
 void* CTextControlManager::TRecvThread(void* arg) {
     CTextControlManager* manager = static_cast<CTextControlManager*>(arg);
-    CTextQueue* queue = manager->RecvQueue();
     VRN_LOG(VRN_LOG_TRACE, "%s: Entered Recv Thread (%d)", manager->m_bRecvThreadRunning.load());
-    while (manager->m_bRecvThreadRunning) {
-        CTextSocketInfo* report = static_cast<CTextSocketInfo*>(queue->GetDataFromQueue());
-        if (report == nullptr) {
-            break;
-        }
-        if (!manager->m_bRecvThreadRunning) {
-            VRN_LOG(VRN_LOG_TRACE, "%s: Thread is not running");
-            break;
-        }
-        manager->Dispatch(*report);
-        queue->DeleteQueueNode();
-        delete report;
+    while (manager->m_bRecvThreadRunning && manager->DispatchNext(__PRETTY_FUNCTION__)) {
     }
-    queue->DeInitQueue(FreeSocketInfo);
+    manager->RecvQueue()->DeInitQueue(FreeSocketInfo);
     VRN_LOG(VRN_LOG_TRACE, "%s: Exiting Recv Thread");
     return nullptr;
+}
+
+bool CTextControlManager::DispatchNext(const char* caller) {
+    CTextQueue* const queue = RecvQueue();
+    CTextSocketInfo* report = static_cast<CTextSocketInfo*>(queue->GetDataFromQueue());
+    if (report == nullptr) {
+        return false;
+    }
+    if (!m_bRecvThreadRunning) {
+        VRN_LOG_FOR(caller, VRN_LOG_TRACE, "%s: Thread is not running");
+        return false;
+    }
+    Dispatch(*report);
+    queue->DeleteQueueNode();
+    delete report;
+    return true;
 }
 
 void CTextControlManager::Dispatch(const CTextSocketInfo& info) {
@@ -99,7 +104,7 @@ void CTextControlManager::CreateRecvThread() {
         VRNLock lock(m_Mutex);
         m_pRecvQueue = queue;
     }
-    m_bRecvThreadCreated = pthread_create(&m_RecvThread, &attributes, TRecvThread, this) == 0;
+    m_bRecvThreadCreated = VRNStartThread(&m_RecvThread, &attributes, TRecvThread, this) == 0;
     pthread_attr_destroy(&attributes);
     if (m_bRecvThreadCreated) {
         VRN_LOG(VRN_LOG_TRACE, "%s: Created Recv Thread");
@@ -120,7 +125,7 @@ void CTextControlManager::DestroyRecvThread() {
         }
     }
     VRN_LOG(VRN_LOG_TRACE, "%s: Thread join for Recv Thread");
-    if (!m_bRecvThreadCreated || pthread_join(m_RecvThread, nullptr) != 0) {
+    if (!m_bRecvThreadCreated || VRNJoinThread(m_RecvThread) != 0) {
         VRN_LOG(VRN_LOG_FAILURE, "%s: Failed to join, thread is already stopped");
         return;
     }
@@ -144,20 +149,26 @@ int CTextControlManager::SendText(int channel, char* text, unsigned int length) 
     return -1;
 }
 
-// The pin is gone before the handler runs, so that the handler may delete other channels, and another thread this one.
+// Most steps end at once: nothing has changed since a step found nothing to show. The pin is gone before the handler
+// runs, so that the handler may delete other channels, and another thread this one.
 void CTextControlManager::GetTextAndDisplay() {
+    // Read before the channel: a switch to another one in between is then counted as a change that came meanwhile.
+    const uint64_t changes = m_nChanges;
     const int channel = m_nActiveChannel;
-    if (channel == NO_ACTIVE_CHANNEL) {
+    if (channel == NO_ACTIVE_CHANNEL || changes == m_nChangesWhenEmpty) {
         return;
     }
-    memset(m_DispBuf, 0, sizeof(m_DispBuf));
     int length = 0;
     {
         CSessionPin session(*this, channel);
         if (!session) {
             return;
         }
+        memset(m_DispBuf, 0, sizeof(m_DispBuf));
         length = session->Transport().GetTextForDisp(m_DispBuf, DISPLAY_BUFFER_SIZE);
+        if (!session->Transport().MayHaveText()) {
+            m_nChangesWhenEmpty = changes + 1; // the one is this step's own pin; any other counts further
+        }
     }
     if (length == 0) {
         return;

@@ -6,12 +6,9 @@ vrn_engine_test(codec_tests
   codec/T140CodecSendTest.cpp
   codec/Utf8Test.cpp
   support/ManualTime.cpp)
+target_link_libraries(codec_tests PRIVATE vrn_model)
 
-# The transport with its codec and real sockets on loopback.
-vrn_engine_test(transport_tests
-  support/ManualTime.cpp
-  transport/CRTCPTest.cpp
-  transport/CRTPTest.cpp
-  transport/CTextTransportManagerReceiveTest.cpp
-  transport/CTextTransportManagerRtcpTest.cpp
-  transport/CTextTransportManagerTest.cpp)
+# The transport, in a simulated host and alone.
+add_executable(transport_tests transport/CRTCPTest.cpp transport/CTextTransportManagerTest.cpp)
+target_link_libraries(transport_tests PRIVATE vrn_simulated vrn_archive)
+vrn_test_common(transport_tests)

@@ -4,5 +4,5 @@ vrn_host_test(host_tests
   host/HostEventsTest.cpp
   host/HostLifecycleTest.cpp
   host/HostLogTest.cpp
-  host/HostTextTest.cpp
-  support/HostFixture.cpp)
+  host/HostTextTest.cpp)
+target_link_libraries(host_tests PRIVATE vrn_host_fixture)

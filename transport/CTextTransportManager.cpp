@@ -172,6 +172,7 @@ int CTextTransportManager::StopTransport() {
         }
         m_bStarted = false;
         codec = DetachSender();
+        m_bMayHaveText = true; // GetTextForDisp has to tell that there is no codec
         ReleaseFromReceiver();
         for (CSocket* socket : {m_pRtpSocket.get(), m_pRtcpSocket.get()}) {
             // A socket that was never opened fails to close, and the line says so.

@@ -76,6 +76,9 @@ public:
     int ProcessRecvdRTP();
     int ProcessRecvdRTCP();
 
+    // False once GetTextForDisp has found nothing and will find nothing until a packet comes or the transport is stopped.
+    bool MayHaveText() const { return m_bMayHaveText; }
+
     // The codec's GetText; 0 without a codec.
     int GetTextForDisp(unsigned char* buffer, unsigned int size);
 
@@ -164,6 +167,7 @@ private:
     uint32_t m_nSsrcChanges VRN_GUARDED_BY(m_Mutex) = 0;   // packets of a foreign SSRC in a row
     uint32_t m_nRemoteSSRC VRN_GUARDED_BY(m_Mutex) = 0;    // the accepted sender; 0 for none yet
     std::atomic<uint32_t> m_nWaitingReceived{0};           // what m_pReceivedList costs, bytes
+    std::atomic<bool> m_bMayHaveText{true};                // written with m_Mutex held
     CRTP m_RTP;
     CRTCP m_RTCP;
 

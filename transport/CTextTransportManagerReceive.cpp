@@ -112,6 +112,7 @@ void CTextTransportManager::QueuePacket() {
     packet->m_nSSRC = m_RtpRecv.m_nSSRC;
     packet->m_nPayloadType = m_RtpRecv.m_nPayloadType;
     packet->m_bIsRedundant = packet->m_nPayloadType == m_nRecvRedPayloadType;
+    m_bMayHaveText = true;
     if (packet->m_nExtSeqNum > m_nPrevExtSeqNum) {
         m_pReceivedList->AddNode(packet, nullptr, VRN_LIST_NODE);
         m_nPrevSeqNum = m_RtpRecv.m_nSeqNum;
@@ -143,5 +144,7 @@ int CTextTransportManager::GetTextForDisp(unsigned char* buffer, unsigned int si
         VRN_LOG(VRN_LOG_FAILURE, "%s:  T140 instance not created");
         return 0;
     }
-    return codec->GetText(buffer, static_cast<unsigned short>(size));
+    const int length = codec->GetText(buffer, static_cast<unsigned short>(size));
+    m_bMayHaveText = length != 0 || m_pReceivedList->HeadNode() != nullptr;
+    return length;
 }

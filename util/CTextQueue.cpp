@@ -4,10 +4,6 @@
 
 CTextQueue::~CTextQueue() {
     DeInitQueue();
-    VRNLock lock(m_Mutex);
-    for (qnode* wrapper : m_SpareNodes) {
-        delete wrapper;
-    }
 }
 
 int CTextQueue::InitQueue(unsigned int size) {
@@ -24,13 +20,7 @@ bool CTextQueue::PushDataToQueue(void* data) {
         if (m_pList == nullptr) {
             return false;
         }
-        qnode* wrapper = nullptr;
-        if (m_SpareNodes.empty()) {
-            wrapper = new qnode;
-        } else {
-            wrapper = m_SpareNodes.back();
-            m_SpareNodes.pop_back();
-        }
+        qnode* wrapper = m_Spares.Take();
         wrapper->m_pData = data;
         VRN_LOG(VRN_LOG_TRACE, "%s: Push Data adding..(%0x), (%0x), (%0x)", VRNLogAddress(wrapper),
                 VRNLogAddress(wrapper->m_pData), VRNLogAddress(data));
@@ -72,7 +62,7 @@ void CTextQueue::DeleteQueueNode() {
     }
     Node<qnode*>* head = m_pList->HeadNode();
     if (head != nullptr) {
-        m_SpareNodes.push_back(head->m_Data);
+        m_Spares.GiveBack(head->m_Data);
     }
     m_pList->DeleteNode(nullptr, VRN_LIST_HEAD);
 }

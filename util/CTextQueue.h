@@ -4,8 +4,7 @@
 
 #include "util/VRNList.h"
 #include "util/VRNMutex.h"
-
-#include <vector>
+#include "util/VRNSpares.h"
 
 struct qnode {
     void* m_pData = nullptr; // the consumer's, once read
@@ -43,7 +42,7 @@ private:
     unsigned int m_nQueueSize VRN_GUARDED_BY(m_Mutex) = 0;
     bool m_bShutDown VRN_GUARDED_BY(m_Mutex) = false;
     VRNList<qnode*>* m_pList VRN_GUARDED_BY(m_Mutex) = nullptr; // null while the queue is not open
-    std::vector<qnode*> m_SpareNodes VRN_GUARDED_BY(m_Mutex);   // wrappers of items gone, for those to come
+    VRNSpares<qnode> m_Spares VRN_GUARDED_BY(m_Mutex);
 };
 
 #endif

@@ -1,5 +1,6 @@
 #include "util/TextThread.h"
 
+#include "util/ThreadStart.h"
 #include "util/VRNLog.h"
 
 #include <csignal>
@@ -17,7 +18,7 @@ int TextThread::Start() {
         VRN_LOG(VRN_LOG_FAILURE, "%s: Thread already started.");
         return -1;
     }
-    const int error = pthread_create(&m_ThreadId, nullptr, ThreadMain, this);
+    const int error = VRNStartThread(&m_ThreadId, nullptr, ThreadMain, this);
     if (error == 0) {
         m_bStarted = true;
     }
@@ -29,7 +30,7 @@ int TextThread::Stop() {
         VRN_LOG(VRN_LOG_FAILURE, "%s: Thread not started");
         return -1;
     }
-    pthread_join(m_ThreadId, nullptr);
+    VRNJoinThread(m_ThreadId);
     // Kept: hosts match on this line. There is no mutex: nothing ever took it.
     VRN_LOG(VRN_LOG_TRACE, "%s: Thread mutex destroy");
     m_bStarted = false;

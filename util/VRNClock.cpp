@@ -31,6 +31,7 @@ uint64_t VRNResetAndGetTime() {
     }
     const uint64_t base = Milliseconds(now);
     s_nTickBase = base;
+    s_nLastTick = 0; // the one before is of the old base, and may lie ahead
     return base;
 }
 

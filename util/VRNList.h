@@ -5,6 +5,7 @@
 
 #include "util/VRNLog.h"
 #include "util/VRNMutex.h"
+#include "util/VRNSpares.h"
 
 #include <cstdint>
 
@@ -58,12 +59,13 @@ private:
     int32_t m_nCount VRN_GUARDED_BY(m_Mutex) = 0;
     Node<T>* m_pHeadNode VRN_GUARDED_BY(m_Mutex) = nullptr;
     Node<T>* m_pTailNode VRN_GUARDED_BY(m_Mutex) = nullptr;
+    VRNSpares<Node<T>> m_Spares VRN_GUARDED_BY(m_Mutex);
     VRNMutex m_Mutex;
 };
 
 template <typename T> int VRNList<T>::AddNode(T& data, Node<T>* ref, int pos) {
     VRNLock lock(m_Mutex);
-    Node<T>* node = new Node<T>;
+    Node<T>* node = m_Spares.Take();
     node->m_Data = data;
     VRN_LOG(VRN_LOG_TRACE, "%s: Current Count:%d, New Node:0x%x, Insert pos:%d", m_nCount, VRNLogAddress(node), pos);
     if (m_nCount == 0 || m_pHeadNode == nullptr) {
@@ -74,7 +76,7 @@ template <typename T> int VRNList<T>::AddNode(T& data, Node<T>* ref, int pos) {
     } else if (pos == VRN_LIST_HEAD) {
         AddNodeBefore(ref, node);
     } else {
-        delete node;
+        m_Spares.GiveBack(node);
     }
     ++m_nCount;
     return 1;
@@ -189,21 +191,19 @@ template <typename T> int VRNList<T>::DeleteGivenNode(Node<T>* node) {
     if (node == m_pTailNode) {
         return DeleteTailNode();
     }
-    if (node == nullptr) {
+    // Any other node of the list has both neighbours; one without them is in no list.
+    if (node == nullptr || node->m_pPrev == nullptr || node->m_pNext == nullptr) {
         return -1;
     }
-    if (node->m_pPrev != nullptr) {
-        node->m_pPrev->m_pNext = node->m_pNext;
-    }
-    if (node->m_pNext != nullptr) {
-        node->m_pNext->m_pPrev = node->m_pPrev;
-    }
+    node->m_pPrev->m_pNext = node->m_pNext;
+    node->m_pNext->m_pPrev = node->m_pPrev;
     DeleteNodeData(node);
     return 1;
 }
 
 template <typename T> void VRNList<T>::DeleteNodeData(Node<T>* node) {
-    delete node;
+    *node = Node<T>();
+    m_Spares.GiveBack(node);
     VRN_LOG(VRN_LOG_TRACE, "%s: Delete Node success");
 }
 

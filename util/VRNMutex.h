@@ -5,7 +5,6 @@
 
 #include "util/ThreadAnnotations.h"
 
-#include <ctime>
 #include <pthread.h>
 
 // A mutex with default attributes. Thread-safe.
@@ -89,22 +88,12 @@ using VRNRecursiveLock = VRNScopedLock<VRNRecursiveMutex>;
 // A condition variable. Waits can end without a signal: callers test their condition in a loop. Thread-safe.
 class VRNCondition {
 public:
-    VRNCondition() {
-        pthread_condattr_t attributes;
-        pthread_condattr_init(&attributes);
-        pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-        pthread_cond_init(&m_Cond, &attributes);
-        pthread_condattr_destroy(&attributes);
-    }
+    VRNCondition() { pthread_cond_init(&m_Cond, nullptr); }
     ~VRNCondition() { pthread_cond_destroy(&m_Cond); }
     VRNCondition(const VRNCondition&) = delete;
     VRNCondition& operator=(const VRNCondition&) = delete;
 
     void Wait(VRNMutex& mutex) VRN_REQUIRES(mutex) { pthread_cond_wait(&m_Cond, &mutex.m_Mutex); }
-    // Until the CLOCK_MONOTONIC time; false when that has come.
-    bool WaitUntil(VRNMutex& mutex, const timespec& time) VRN_REQUIRES(mutex) {
-        return pthread_cond_timedwait(&m_Cond, &mutex.m_Mutex, &time) == 0;
-    }
     void Signal() { pthread_cond_signal(&m_Cond); }
     void Broadcast() { pthread_cond_broadcast(&m_Cond); }
 

@@ -3,9 +3,10 @@
 #include "util/VRNLog.h"
 #include "util/VRNMutex.h"
 
+#include <algorithm>
 #include <ctime>
-#include <list>
 #include <map>
+#include <vector>
 
 namespace {
 
@@ -35,7 +36,7 @@ uint64_t MonotonicMs() {
     return static_cast<uint64_t>(now.tv_sec) * MS_PER_SECOND + static_cast<uint64_t>(now.tv_nsec / NS_PER_MS);
 }
 
-// A callback under way.
+// A callback under way, on the stack of its thread.
 struct Expiry {
     HObject m_hTimer;
     uint32_t m_nGeneration;
@@ -70,7 +71,7 @@ private:
     VRNMutex m_Mutex;
     VRNCondition m_Idle; // signalled when a callback ends
     std::map<HObject, Timer> m_Timers VRN_GUARDED_BY(m_Mutex);
-    std::list<Expiry> m_Running VRN_GUARDED_BY(m_Mutex);
+    std::vector<const Expiry*> m_Running VRN_GUARDED_BY(m_Mutex);
     HObject m_hNext VRN_GUARDED_BY(m_Mutex) = 1;
 };
 
@@ -168,7 +169,6 @@ void TimerRegistry::RunExpiry(sigval arming) {
     const uintptr_t packed = reinterpret_cast<uintptr_t>(arming.sival_ptr);
     Expiry expiry{packed >> GENERATION_BITS, static_cast<uint32_t>(packed), nullptr};
     VRNTimerCallback callback = nullptr;
-    std::list<Expiry>::iterator running;
     {
         VRNLock lock(m_Mutex);
         if (!CurrentLocked(expiry)) {
@@ -183,25 +183,22 @@ void TimerRegistry::RunExpiry(sigval arming) {
         timer.m_nDue = NEVER;
         callback = timer.m_pCallback;
         expiry.m_pArgument = timer.m_pArgument;
-        running = m_Running.insert(m_Running.end(), expiry);
+        m_Running.push_back(&expiry);
     }
-    t_pExpiry = &*running;
+    t_pExpiry = &expiry;
     sigval argument{};
     argument.sival_ptr = expiry.m_pArgument;
     callback(argument);
     t_pExpiry = nullptr;
     VRNLock lock(m_Mutex);
-    m_Running.erase(running);
+    m_Running.erase(std::find(m_Running.begin(), m_Running.end(), &expiry));
     m_Idle.Broadcast();
 }
 
 bool TimerRegistry::RunsElsewhere(const void* argument) {
-    for (const Expiry& expiry : m_Running) {
-        if (expiry.m_pArgument == argument && &expiry != t_pExpiry) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(m_Running.begin(), m_Running.end(), [argument](const Expiry* expiry) {
+        return expiry->m_pArgument == argument && expiry != t_pExpiry;
+    });
 }
 
 void TimerRegistry::WaitFor(const void* argument) {

@@ -6,7 +6,6 @@
 #include "util/VRNLog.h"
 
 #include <gtest/gtest.h>
-#include <random>
 
 namespace {
 
@@ -15,8 +14,7 @@ constexpr uint32_t START = 100000; // past the 16.4 s from which an offset to ti
 
 // One payload as the transport gets it, and its blocks: the generations, and the primary last.
 struct Sent {
-    Bytes data;
-    bool marker, isRed;
+    bool marker;
     uint32_t timestamp;
     std::vector<RedBlock> blocks;
 };
@@ -28,10 +26,8 @@ std::vector<Sent> s_Sent;
 CTextTransportManager::CTextTransportManager() = default;
 CTextTransportManager::~CTextTransportManager() = default;
 
-void CTextTransportManager::PacketizeAndSend(st_payloadinfo* info, bool isRed) {
-    const Bytes data(info->pData, info->pData + info->nLen);
-    const std::vector<RedBlock> plain = {{PT, 0, std::string(data.begin(), data.end())}};
-    s_Sent.push_back({data, info->bMarker == 1, isRed, info->nTimeStamp, isRed ? ParseRed(data, 255) : plain});
+void CTextTransportManager::PacketizeAndSend(st_payloadinfo* info, bool) {
+    s_Sent.push_back({info->bMarker == 1, info->nTimeStamp, ParseRed({info->pData, info->pData + info->nLen}, 255)});
 }
 
 namespace {
@@ -71,121 +67,6 @@ protected:
     CTextTransportManager m_Transport;
     std::unique_ptr<T140Codec> m_pCodec;
 };
-
-TEST_F(T140CodecSend, TheFirstPacketsAtLevelTwoAreTheseBytes) {
-    Open(2);
-    Type("a");
-    manual_time::Advance(300);
-    Type("b");
-    Type("\xC3\xA9");
-    manual_time::Advance(300);
-    ASSERT_EQ(3U, s_Sent.size());
-    const Bytes first = Datagram()
-                            .RedHeader(PT, 600, 0) // empty: before the first
-                            .RedHeader(PT, 300, 0) // empty
-                            .U8(PT)                // primary
-                            .Text("a");            // primary
-    EXPECT_EQ(first, s_Sent[0].data);
-    const Bytes third = Datagram()
-                            .RedHeader(PT, 600, 1) // "a"
-                            .RedHeader(PT, 300, 0) // empty
-                            .U8(PT)                // primary
-                            .Text("a")             // 600 ms ago
-                            .Text("b\xC3\xA9");    // typed since
-    EXPECT_EQ(third, s_Sent[2].data);
-}
-
-// What holds of every packet: its size, its generations, the cadence, and that each text is repeated.
-void CheckPackets(unsigned level) {
-    const size_t repeats = std::max(level, 1U);
-    size_t idleFor = repeats; // packets since the last text
-    for (size_t i = 0; i < s_Sent.size(); ++i) {
-        const Sent& sent = s_Sent[i];
-        EXPECT_EQ(level > 0, sent.isRed);
-        EXPECT_LE(sent.data.size(), sent.marker && level == 0 ? 1400U : 500U);
-        EXPECT_TRUE(sent.marker ? idleFor == repeats : sent.timestamp == s_Sent[i - 1].timestamp + 300) << i;
-        ASSERT_EQ(level + 1, sent.blocks.size());
-        EXPECT_NE(0x80, sent.blocks[level].data[0] & 0xC0) << "cut within a character";
-        idleFor = sent.blocks[level].data.empty() ? idleFor + 1 : 0;
-        EXPECT_LE(idleFor, repeats);
-        for (size_t back = 0; back <= level; ++back) {
-            const RedBlock& block = sent.blocks[level - back];
-            const uint32_t age = sent.timestamp - (back <= i ? s_Sent[i - back].timestamp : 0);
-            EXPECT_EQ(PT, block.payloadType);
-            EXPECT_EQ((age < 16384 ? age : back * 300) % 16384, block.offset); // 14 bits of it
-            EXPECT_EQ(back <= i ? s_Sent[i - back].blocks[level].data : "", block.data);
-        }
-    }
-    EXPECT_EQ(repeats, idleFor);
-}
-
-TEST_F(T140CodecSend, RandomTypingArrivesWholeAndIsRepeatedOnceALevel) {
-    const std::string characters[] = {"e", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xFC\x84\x80\x80\x80\x80"};
-    const uint32_t pauses[] = {0, 299, 300, 1000, 16683, 16684, 16983, 16984};
-    const uint32_t seed = std::random_device()();
-    std::mt19937 random(seed);
-    for (unsigned round = 0; round < 240 && !HasFailure(); ++round) {
-        SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
-        const unsigned level = round % 40 == 39 ? 123 : round % 40 == 19 ? 60 : round % 6;
-        Open(level);
-        std::string typed;
-        for (int chunk = 0; chunk < 20; ++chunk) {
-            const bool isIdle = manual_time::ArmedTimers() == 0;
-            const size_t before = s_Sent.size();
-            // Alone in its packet, text from idle is not split.
-            const size_t room = !isIdle ? (level < 100 ? 1000 : 20) : level == 0 ? 1400 : 499 - 4 * level;
-            const size_t length = random() % 4 == 0 ? room : 1 + random() % std::min<size_t>(room, 9);
-            std::string text;
-            while (text.size() < length) {
-                const std::string& character = characters[random() % 5];
-                text += text.size() + character.size() <= length ? character : ".";
-            }
-            typed += text;
-            ASSERT_EQ(1, Type(text));
-            ASSERT_EQ(before + (isIdle ? 1 : 0), s_Sent.size());
-            EXPECT_TRUE(!isIdle || s_Sent.back().marker);
-            manual_time::Advance(random() % 2 == 0 ? random() % 700 : pauses[random() % 8]);
-        }
-        EXPECT_EQ(typed, Delivered());
-        CheckPackets(level);
-    }
-}
-
-TEST_F(T140CodecSend, WhatDoesNotFitIsRefused) {
-    const struct {
-        unsigned level;
-        size_t length; // typed from idle
-        int result;
-        size_t sent; // bytes of the first payload, 0 for none
-    } cases[] = {
-        {0, 0, -1, 0},    {0, 1400, 1, 1400},
-        {0, 1401, -1, 0}, {256, 1400, 1, 1400}, // of a level the low eight bits count
-        {1, 495, 1, 500},                       // a header, the primary's and the text
-        {1, 496, 1, 0},                         // dropped with its repeat
-    };
-    for (const auto& c : cases) {
-        Open(c.level);
-        EXPECT_EQ(c.result, Type(std::string(c.length, 't')));
-        Delivered();
-        EXPECT_EQ(c.sent, s_Sent.empty() ? 0 : s_Sent[0].data.size()) << c.level << ", " << c.length;
-    }
-    EXPECT_EQ(-1, m_pCodec->SendText(nullptr, 7));
-    Open(124); // above 123 the headers leave no room to split text for
-    Type("x");
-    Type("abc");
-    EXPECT_EQ("x", Delivered());
-    Open(2);
-    Type("x");
-    const std::string most(65530, 't');
-    EXPECT_EQ(1, Type(most));
-    EXPECT_EQ(-1, Type("1234567")); // 64 KiB wait, and more is refused as a whole
-    EXPECT_EQ(1, Type("123456"));
-    EXPECT_EQ(-1, Type("7"));
-    manual_time::Advance(300);
-    EXPECT_EQ(500U, s_Sent.back().data.size());
-    EXPECT_EQ(1, Type("8")); // the tick made room
-    EXPECT_EQ("x" + most + "1234568", Delivered());
-}
 
 TEST_F(T140CodecSend, AStopDropsTextAndGenerationsAndTheTickItOvertakes) {
     Open(2);

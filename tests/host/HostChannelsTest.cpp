@@ -56,35 +56,6 @@ TEST_F(HostChannels, BadIdsAndEmptySlotsAreRefusedByName) {
     EXPECT_EQ(-1, engine.VRN_GetLastError());
 }
 
-TEST_F(HostChannels, ThreeAtMostAndTheLowestFreeIdIsTaken) {
-    for (const int id : {0, 1, 2, -1}) {
-        EXPECT_EQ(id, engine.VRN_CreateChannel());
-    }
-    for (const int id : {1, 0}) {
-        EXPECT_EQ(1, engine.VRN_DeleteChannel(id));
-    }
-    for (const int id : {0, 1, -1}) {
-        EXPECT_EQ(id, engine.VRN_CreateChannel());
-    }
-}
-
-// Neither of a pair of ports may be taken, and only ReconfigIPPort tells.
-TEST_F(HostChannels, FailedStartIsReportedAsDoneAndByReconfigAsFailed) {
-    FarEnd far;
-    const int channel = Open(far);
-    for (const int taken : {0, 1}) {
-        const UdpPeer taker(0, far.ip);
-        EXPECT_EQ(1, engine.VRN_SetRecvIPnPort(channel, far.ip.c_str(), static_cast<uint16_t>(taker.Port() - taken)));
-        EXPECT_EQ(-1, engine.VRN_ReconfigIPPort(channel));
-        EXPECT_EQ(1, engine.VRN_StartFDSR(channel, VRN_CHANNEL_SENDRECV, 0));
-        EXPECT_EQ(-1, engine.VRN_SetCallOptions(channel, true));
-        EXPECT_EQ(-1, Type(channel, "not started"));
-    }
-    Configure(channel, far);
-    EXPECT_EQ(1, engine.VRN_StartFDSR(channel, VRN_CHANNEL_SENDRECV, 0));
-    EXPECT_EQ(1, Type(channel, "started"));
-}
-
 // The transport calls that each change of direction makes. Only a start of receiving makes the channel the active one.
 TEST_F(HostChannels, EveryChangeOfDirectionStartsAndStopsWhatItSays) {
     const char* const calls[4][4] = {
@@ -118,20 +89,6 @@ TEST_F(HostChannels, EveryChangeOfDirectionStartsAndStopsWhatItSays) {
     LogCapture log;
     EXPECT_EQ(1, engine.VRN_StartFDSR(channel, VRN_CHANNEL_SENDONLY, 0));
     EXPECT_TRUE(log.Has("Active Session " + std::to_string(other))) << "a start of sending alone";
-}
-
-// Bits that mean nothing are kept: from 4, no rule of the change to 3 applies, and nothing is there to send with.
-TEST_F(HostChannels, DirectionFourThenThreeSendsNothingUntilSendingIsStarted) {
-    FarEnd far;
-    const int channel = Open(far, 4);
-    EXPECT_EQ(-1, Type(channel, "refused"));
-    EXPECT_EQ(1, engine.VRN_SetVEStatus(channel, VRN_CHANNEL_SENDRECV));
-    LogCapture log;
-    EXPECT_EQ(1, Type(channel, "unsent"));
-    EXPECT_TRUE(log.Has("CTextTransportManager::PacketizeAndSend(): RTP Sendto failed"));
-    EXPECT_EQ(1, engine.VRN_SetVEStatus(channel, VRN_CHANNEL_SENDONLY));
-    const Bytes first = far.rtp.Receive();
-    EXPECT_NE(std::string::npos, std::string(first.begin(), first.end()).find("unsent")) << "as a generation";
 }
 
 } // namespace

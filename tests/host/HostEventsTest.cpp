@@ -65,33 +65,6 @@ TEST_P(HostInsideEvent, EveryCallWorksForItsOwnAndForAnotherChannel) {
 
 INSTANTIATE_TEST_SUITE_P(Events, HostInsideEvent, testing::Values(VRN_EVENT_TEXT_RECEIVED, VRN_EVENT_RTCP_TIMEOUT));
 
-// Two time-outs and a text at the same time, each of which stops the channel of another, or even deletes it while its
-// time-out waits for its turn.
-TEST_F(HostEvents, EventsThatEndEachOthersChannelsDoNotHang) {
-    FarEnd far[2];
-    for (const bool deletes : {false, true, true}) {
-        m_nLeft = 0;
-        const int a = Open(far[0]);
-        const int b = Open(far[1]);
-        OnEvent([this, a, b, deletes](int channel, int event) {
-            const int other = channel == a ? b : a;
-            usleep(20000);
-            engine.VRN_StopFDSR(other); // gone already, it may be
-            if (deletes && event == VRN_EVENT_RTCP_TIMEOUT && m_nLeft == 0) {
-                EXPECT_EQ(1, engine.VRN_DeleteChannel(other));
-            }
-            m_nLeft += event == VRN_EVENT_RTCP_TIMEOUT ? 1 : 0;
-        });
-        usleep(SILENCE_US);
-        CheckSilence(a);
-        CheckSilence(b);
-        far[1].SendPlain(1, deletes ? "" : "ttt");
-        EXPECT_TRUE(WaitUntil([this] { return m_nLeft >= 1; }));
-        EXPECT_EQ(1, engine.VRN_DeleteChannel(a));
-        EXPECT_EQ(1, engine.VRN_DeleteChannel(b));
-    }
-}
-
 // When the deletion returns, no handler of the channel runs any more. Of the handlers for text that holds for the last
 // channel alone: beside another one, the handler may delete the channel itself.
 TEST_F(HostEvents, DeletionWaitsForTheHandler) {

@@ -5,6 +5,8 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 namespace {
 
@@ -18,9 +20,10 @@ struct ManualTimer {
 
 struct State {
     std::mutex mutex;
-    uint64_t now = 0;
-    uint32_t ntpSeconds = 0;
-    uint32_t ntpFraction = 0;
+    uint64_t now = 0;      // since Reset; what timers run by
+    int64_t wallMs = 0;    // wall clock since 1970 when `now` was 0
+    uint64_t tickBase = 0; // wall clock at tick 0
+    std::optional<std::pair<uint32_t, uint32_t>> ntp;
     size_t failures = 0;
     HObject next = 1;
     std::map<HObject, ManualTimer> timers;
@@ -31,6 +34,10 @@ struct State {
 State& S() {
     static State& state = *new State;
     return state;
+}
+
+uint64_t Wall(const State& state) {
+    return static_cast<uint64_t>(state.wallMs) + state.now;
 }
 
 struct Expiry {
@@ -89,8 +96,9 @@ void Reset() {
     State& state = S();
     std::lock_guard<std::mutex> lock(state.mutex);
     state.now = 0;
-    state.ntpSeconds = 0;
-    state.ntpFraction = 0;
+    state.wallMs = 0;
+    state.tickBase = 0;
+    state.ntp.reset();
     state.failures = 0;
     state.timers.clear();
     state.randomNumber = 0;
@@ -99,10 +107,27 @@ void Reset() {
 
 void SetTick(uint32_t tick) {
     std::lock_guard<std::mutex> lock(S().mutex);
-    S().now = tick;
+    S().tickBase = Wall(S()) - tick;
 }
 
-void Advance(uint32_t ms) {
+void StepWallClock(int64_t ms) {
+    std::lock_guard<std::mutex> lock(S().mutex);
+    S().wallMs += ms;
+}
+
+uint64_t Now() {
+    std::lock_guard<std::mutex> lock(S().mutex);
+    return S().now;
+}
+
+uint64_t NextExpiry() {
+    State& state = S();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    const HObject first = FirstDue(state, UINT64_MAX - 1);
+    return first == VRN_NO_TIMER ? UINT64_MAX : state.timers[first].due;
+}
+
+void Advance(uint64_t ms) {
     uint64_t until = 0;
     {
         std::lock_guard<std::mutex> lock(S().mutex);
@@ -114,8 +139,7 @@ void Advance(uint32_t ms) {
 
 void SetNtp(uint32_t seconds, uint32_t fraction) {
     std::lock_guard<std::mutex> lock(S().mutex);
-    S().ntpSeconds = seconds;
-    S().ntpFraction = fraction;
+    S().ntp = {seconds, fraction};
 }
 
 void FailNextStarts(size_t count) {
@@ -145,12 +169,13 @@ size_t LiveTimers() {
 } // namespace manual_time
 
 uint64_t VRNResetAndGetTime() {
-    return 0;
+    std::lock_guard<std::mutex> lock(S().mutex);
+    return S().tickBase = Wall(S());
 }
 
 uint32_t VRNGetTickCount() {
     std::lock_guard<std::mutex> lock(S().mutex);
-    return static_cast<uint32_t>(S().now);
+    return static_cast<uint32_t>(Wall(S()) - S().tickBase);
 }
 
 long VRNGetTime() {
@@ -159,8 +184,12 @@ long VRNGetTime() {
 
 int VRNGetNTPTime(unsigned int* seconds, unsigned int* fraction) {
     std::lock_guard<std::mutex> lock(S().mutex);
-    *seconds = S().ntpSeconds;
-    *fraction = S().ntpFraction;
+    constexpr uint64_t from1900To1970 = 2208988800U;
+    const uint64_t wall = Wall(S());
+    const uint64_t fractionOfMs = (wall % 1000 << 32) / 1000;
+    const auto ntp = S().ntp.value_or(std::pair(wall / 1000 + from1900To1970, fractionOfMs));
+    *seconds = static_cast<unsigned int>(ntp.first);
+    *fraction = static_cast<unsigned int>(ntp.second);
     return 0;
 }
 

@@ -9,16 +9,23 @@
 
 namespace manual_time {
 
-// Back to tick 0 with no timer, NTP time 0 and working timers.
+// Back to tick 0 in 1970, with no timer and working timers.
 void Reset();
 
-// Sets the tick count without running timers.
+// Sets the tick count without running timers; it goes on from there.
 void SetTick(uint32_t tick);
 
-// Moves the clock on; timers due on the way run at their time, in order.
-void Advance(uint32_t ms);
+// Steps the wall clock, and the tick count with it; timers are durations and do not notice.
+void StepWallClock(int64_t ms);
 
-// The NTP time that the clock reports from now on.
+// Milliseconds since Reset, and the time that the next timer is due at: UINT64_MAX when none is.
+uint64_t Now();
+uint64_t NextExpiry();
+
+// Moves the clock on; timers due on the way run at their time, in order.
+void Advance(uint64_t ms);
+
+// The NTP time that the clock reports from now on, whatever the wall clock says.
 void SetNtp(uint32_t seconds, uint32_t fraction);
 
 // The next `count` armings fail.

@@ -19,6 +19,7 @@ public:
 
     bool IsOpen() const { return m_nFd >= 0; }
     uint16_t Port() const { return m_nPort; }
+    int Descriptor() const { return m_nFd; }
 
     void SendTo(uint16_t port, const Bytes& datagram);
 

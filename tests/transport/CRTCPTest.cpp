@@ -41,31 +41,6 @@ protected:
     VRN_RTPStruct_st m_RtpSend, m_RtpRecv;
 };
 
-TEST_F(CRTCPReports, SenderReportsHaveABlockAfterNewPacketsOnlyReceiverReportsAlways) {
-    m_RtpSend.m_nPacketCount = 5;
-    m_RtpSend.m_nOctetCount = 77;
-    m_RtpRecv.m_nMaxExtSeqNum = 9;
-    m_RtpRecv.m_nPacketCount = 10;
-    m_RtpRecv.m_nJitter = 33; // in sixteenths
-    // Of a sender: NTP time, tick count, packets, octets. A block: source, loss, highest number, jitter, no echo yet.
-    const struct {
-        bool isSender;
-        uint8_t newData;
-        Words words;
-    } cases[] = {
-        {true, 0, {0x80C80006, SSRC, 0xE1E2E3E4, 0xF1F2F3F4, NOW, 5, 77}},
-        {true, 1, {0x81C8000C, SSRC, 0xE1E2E3E4, 0xF1F2F3F4, NOW, 5, 77, FAR, 0, 9, 2, 0, 0}},
-        {false, 1, {0x81C90007, SSRC, FAR, 0, 9, 2, 0, 0}},
-        {true, 0, {0x80C80006, SSRC, 0xE1E2E3E4, 0xF1F2F3F4, NOW, 5, 77}},
-        {false, 0, {0x80C90001, SSRC, FAR, 0, 9, 2, 0, 0}}, // kept: the count is the sender report's before it
-    };
-    for (const auto& c : cases) {
-        m_RtpRecv.m_bNewData = c.newData;
-        EXPECT_EQ(c.words, Report(c.isSender));
-        EXPECT_EQ(0, m_RtpRecv.m_bNewData);
-    }
-}
-
 TEST_F(CRTCPReports, LossIsTheShareSinceTheLastReportAndTheCountInAllAndAgesAreCutTo32Bits) {
     const struct {
         uint32_t maxExtSeqNum, received, ageMs;
@@ -90,38 +65,6 @@ TEST_F(CRTCPReports, LossIsTheShareSinceTheLastReportAndTheCountInAllAndAgesAreC
         m_RtpRecv.m_nPacketCount = c.received;
         EXPECT_EQ((Words{0x80C90001, SSRC, FAR, c.loss, c.maxExtSeqNum, 0, 0x12345678, c.dlsr}), Report(false));
     }
-}
-
-TEST_F(CRTCPReports, ReportsAreReadAndOtherPacketsRefused) {
-    const Words nothing(15);
-    const struct {
-        uint32_t start;
-        Words fields;
-    } cases[] = {
-        {0xA1C8000C, {11, 12, 13, 14, 15, 16, 17, 64, 0xFFFFEC, 19, 20, 21, 22, NOW, NOW}}, // SR
-        {0x80C80006, {11, 12, 13, 14, 15, 16, 0, 0, 0, 0, 0, 0, 0, NOW, NOW}},              // without a block
-        {0x80C90001, {11, 0, 0, 0, 0, 0, 12, 0, 13, 14, 15, 16, 17, NOW, 0}}, // RR: a block even under a count of 0
-        {0x81CA0001, nothing},                                                // SDES
-        {0x81CB0001, nothing},                                                // BYE
-        {0x41C80006, nothing},                                                // version 1
-    };
-    for (const auto& c : cases) {
-        Datagram packet;
-        for (uint32_t word : {c.start, 11U, 12U, 13U, 14U, 15U, 16U, 17U, 0x40FFFFECU, 19U, 20U, 21U, 22U}) {
-            packet.U32(word);
-        }
-        Bytes buffer = packet;
-        buffer.resize(RTCP_BUFFER_SIZE);
-        VRN_RTCPStruct_st in;
-        EXPECT_EQ(c.fields == nothing ? -1 : 1, m_Rtcp.ParseRtcpPacket(&in, buffer.data()));
-        const Words fields = {in.m_nSSRC,         in.m_nNtpSeconds,      in.m_nNtpFraction,
-                              in.m_nRtpTimestamp, in.m_nPacketCount,     in.m_nOctetCount,
-                              in.m_nBlockSSRC,    in.m_nFractionLost,    uint32_t(in.m_nCumulativeLost),
-                              in.m_nMaxExtSeqNum, in.m_nJitter,          in.m_nLSR,
-                              in.m_nDLSR,         in.m_nLastArrivalTick, in.m_nLastSRTick};
-        EXPECT_EQ(c.fields, fields);
-    }
-    EXPECT_EQ(-1, m_Rtcp.ParseRtcpPacket(&m_In, nullptr));
 }
 
 } // namespace

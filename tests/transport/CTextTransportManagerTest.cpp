@@ -1,138 +1,140 @@
-#include "tests/support/TransportFixture.h"
+// What a simulated call seldom or never comes to: limits, and moments that two threads meet in.
+
+#include "sim/SimulatedHost.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/ManualTime.h"
 #include "util/VRNLog.h"
 
-#include <atomic>
-#include <functional>
-#include <thread>
+#include <gtest/gtest.h>
 
 namespace {
 
-using CTextTransportManagerSend = TransportFixture;
-using CTextTransportManagerStart = TransportFixture;
+constexpr uint64_t ANY_TIME = 100000; // ms, past everything a test waits for
 
-TEST_F(CTextTransportManagerSend, APayloadGoesOutBehindAHeaderWithNumbersFromOne) {
-    Configure(1, m_sIp);
-    Start();
-    EXPECT_EQ(1, Type("a"));
-    const Datagram first = Datagram().RtpHeader(true, SEND_RED, 1, START_TICK, FIRST_SSRC);
-    EXPECT_EQ(Bytes(Datagram(first).RedHeader(SEND_T140, 300, 0).U8(SEND_T140).Text("a")), m_Far.Receive());
-    // Payload types of RTP hold from the next packet; SSRC, the blocks' and the level from the next start.
-    stVRN_CodecInfo codec = {{}, RECV_T140, RECV_RED, 110, 111, 0};
-    m_pTransport->SetSendCodec(&codec);
-    manual_time::Advance(300);
-    const Datagram second = Datagram().RtpHeader(false, 111, 2, START_TICK + 300, FIRST_SSRC);
-    EXPECT_EQ(Bytes(Datagram(second).RedHeader(SEND_T140, 300, 1).U8(SEND_T140).Text("a")), m_Far.Receive());
-    const Bytes counts = Datagram().U32(2).U32(2 * (12 + 4 + 1 + 1)); // packets, octets with their headers
-    EXPECT_EQ(counts, Report(20, 28));
-    Start();
-    const std::string longest(1400, 't');
-    EXPECT_EQ(1, Type(longest));
-    const Bytes third = Datagram().RtpHeader(true, 110, 1, START_TICK + 300, 2 * FIRST_SSRC).Text(longest);
-    EXPECT_EQ(third, m_Far.Receive());
-}
+class CTextTransportManagerTest : public ::testing::Test {
+protected:
+    CTextTransportManagerTest() { VRNlogLevel = 0; }
 
-TEST_F(CTextTransportManagerSend, APacketThatIsNotSentLeavesItsNumberToTheNext) {
-    Start();
-    Type("one");
-    EXPECT_EQ(1, m_Far.Receive().at(3));
-    for (const std::string& ip : {std::string("::1"), m_sIp}) { // no way there from an IPv4 socket, and then one
-        Configure(0, ip);
-        ASSERT_EQ(1, m_pTransport->StartTransport());
-        EXPECT_EQ(1, Type("two"));
+    // A started channel.
+    void Open(SimulatedHost& host, int direction) {
+        const int channel = host.manager.CreateChannel();
+        host.Configure(channel, 0);
+        ASSERT_EQ(1, host.manager.StartFDSR(channel, direction));
     }
-    EXPECT_EQ(2, m_Far.Receive().at(3));
-    EXPECT_EQ(1, m_pTransport->StopSend()); // no buffer to send from: nothing goes out and nothing is counted
-    EXPECT_EQ(1, Type("three"));
-    EXPECT_EQ(static_cast<const Bytes&>(Datagram().U32(1).U32(15)), Report(20, 28));
-    EXPECT_EQ(1, m_pTransport->StartSend());
-    manual_time::Advance(300);
-    EXPECT_EQ(1, m_Far.Receive().at(3)); // each StartSend begins at 1
-}
 
-TEST_F(CTextTransportManagerStart, WhatNeedsAStartFailsWithoutOneAndOverAHalfBuiltOne) {
-    for (int taken : {-1, 0, 1}) { // none, the RTP port, the RTCP port
-        UdpPeer other(static_cast<uint16_t>(taken < 0 ? 0 : m_nPort + taken), m_sIp);
-        for (int start = 0; start < 2 && taken >= 0; ++start) {
-            EXPECT_EQ(-1, m_pTransport->StartTransport());
-        }
-        uint8_t out[8];
-        EXPECT_EQ(-1, m_pTransport->StartReceive());
-        EXPECT_EQ(-1, m_pTransport->SetRtcpEnable(true));
-        EXPECT_EQ(1, m_pTransport->SetRtcpEnable(false));
-        EXPECT_EQ(1, m_pTransport->StartSend());
-        EXPECT_EQ(taken < 0 ? -1 : 1, Type("a")); // half built, a codec is there, a socket is not
-        EXPECT_EQ(0, m_pTransport->GetTextForDisp(out, sizeof(out)));
-        m_pTransport->ProcessRecvdRTP();
-        m_pTransport->ProcessRecvdRTCP();
-        m_pTransport->GenerateAndSendRTCPReport();
-        EXPECT_EQ(1, m_pTransport->StopSend());
-        EXPECT_EQ(1, m_pTransport->StopReceive());
-        for (int stop = 0; stop < 2; ++stop) {
-            EXPECT_EQ(1, m_pTransport->StopTransport());
-        }
-        EXPECT_EQ(m_nDescriptors + 1, OpenDescriptors());
-        EXPECT_EQ(0U, manual_time::LiveTimers());
-    }
-}
-
-TEST_F(CTextTransportManagerStart, StartingAgainTakesTheRunningOneDownFirst) {
-    for (int start = 0; start < 3; ++start) {
-        ASSERT_EQ(1, m_pTransport->StartTransport());
-        EXPECT_EQ(m_nDescriptors + 2, OpenDescriptors());
-        EXPECT_EQ(3U, manual_time::LiveTimers()); // tick, report, time-out
-        EXPECT_EQ(0U, manual_time::ArmedTimers());
-        EXPECT_EQ(0, m_Receiver.SetReadFDSet()); // neither socket is watched any more
-        Start();
-        EXPECT_EQ(1, Type("a"));
-        EXPECT_EQ(1, m_pTransport->SetRtcpEnable(true));
-        EXPECT_LT(1U, manual_time::ArmedTimers());
-    }
-    m_pTransport->StopTransport();
-    EXPECT_EQ(-1, m_pTransport->StartReceive());
-}
-
-TEST_F(CTextTransportManagerStart, TypingAndReadingGoOnWhileItStartsAndStops) {
-    VRNlogLevel = 0;
-    std::atomic<bool> running{true};
-    const std::function<void()> steps[] = {
-        [this] { Type("typed"); },
-        [this] {
-            m_Far.SendTo(m_nPort, Datagram().RtpHeader(false, RECV_T140, 1, 0, 1).Text("a"));
-            m_pTransport->ProcessRecvdRTP();
-            m_pTransport->ProcessRecvdRTCP();
-            Text();
-        },
-        [this] {
-            Configure(2, m_sIp);
-            m_pTransport->SetRtcpEnable(true);
-            m_pTransport->SetRtcpEnable(false);
-        },
-    };
-    std::vector<std::thread> threads;
-    for (const auto& step : steps) {
-        threads.emplace_back([&running, &step] {
-            while (running) {
-                step();
-                std::this_thread::yield();
+    // The next report of channel 0, from byte 13 to 20: lost in all, highest number.
+    static Bytes Loss(SimulatedHost& host) {
+        memory_network::TakeSent();
+        while (true) {
+            host.RunUntil(manual_time::Now() + 100);
+            for (const auto& sent : memory_network::TakeSent()) {
+                if (sent.fromPort == SimulatedHost::LocalPort(0) + 1) {
+                    return {sent.data.begin() + 13, sent.data.begin() + 20};
+                }
             }
+        }
+    }
+    static Bytes Loss(uint32_t lost, uint32_t highest) { return Datagram().U8(lost >> 16).U16(lost).U32(highest); }
+};
+
+TEST_F(CTextTransportManagerTest, OneMebibyteWaitsOnAChannelAndAStartFreesIt) {
+    SimulatedHost host;
+    Open(host, VRN_CHANNEL_RECVONLY);
+    Open(host, VRN_CHANNEL_RECVONLY); // the one that is shown: the other's text waits
+    host.manager.SetRtcpCallOptions(0, true);
+    const std::string longest(1400, 't');
+    const auto deliver = [](uint32_t seq, const std::string& text) {
+        memory_network::Put(SimulatedHost::LocalPort(0),
+                            Datagram().RtpHeader(false, SIM_RECV_T140, seq, 0, 1).Text(text));
+    };
+    for (uint32_t seq = 1; seq <= 800; ++seq) {
+        deliver(seq, longest);
+    }
+    host.RunUntil(ANY_TIME);
+    const Bytes full = Loss(host);
+    const uint32_t accepted = full[5] * 256U + full[6];
+    EXPECT_EQ(Loss(0, accepted), full); // as if lost on the way, and the way has not ended yet
+    EXPECT_GE(1024U * 1024 / 1400, accepted);
+    EXPECT_LE(1024U * 1024 / 1500, accepted);
+    host.manager.StartFDSR(0, VRN_CHANNEL_RECVONLY);
+    host.manager.SetRtcpCallOptions(0, true);
+    deliver(801, "b");
+    EXPECT_EQ(Loss(800 - accepted, 801), Loss(host));
+    host.RunUntil(manual_time::Now() + 1000);
+    ASSERT_EQ(1U, host.TakeEvents().size());
+}
+
+TEST_F(CTextTransportManagerTest, ATimeOutAndAReportThatSwitchingOffOvertakesDoNothing) {
+    SimulatedHost host;
+    Open(host, VRN_CHANNEL_SENDRECV);
+    host.RunUntil(ANY_TIME); // long enough for a time-out
+    for (const bool goesOn : {false, true}) {
+        host.manager.SetRtcpTimeout(0, goesOn ? 0 : 1);
+        host.manager.SetRtcpCallOptions(0, true);
+        manual_time::BeforeNextExpiry([&] {
+            host.manager.SetRtcpCallOptions(0, false);
+            host.manager.SetRtcpCallOptions(0, goesOn);
         });
+        host.RunUntil(manual_time::Now() + 3999); // from the second switch on not two seconds have passed
+        EXPECT_TRUE(memory_network::TakeSent().empty());
     }
-    for (int round = 0; round < 400; ++round) {
-        Start();
-        manual_time::Advance(2000);
-        if (round % 3 == 0) {
-            EXPECT_EQ(1, m_pTransport->StopSend());
-            EXPECT_EQ(1, m_pTransport->StopReceive());
-        }
-        if (round % 2 == 0) {
-            EXPECT_EQ(1, m_pTransport->StopTransport());
-        }
+    host.RunUntil(manual_time::Now() + 1);
+    EXPECT_EQ(1U, memory_network::TakeSent().size());
+    EXPECT_TRUE(host.TakeEvents().empty());
+}
+
+// The timer takes the time-out's seconds, less what has elapsed in milliseconds, as milliseconds.
+TEST_F(CTextTransportManagerTest, TheTimeOutIsCheckedOnAMixOfUnits) {
+    const struct {
+        int16_t timeout;    // s
+        uint32_t enabledAt; // ms after the start, with which silence begins
+        std::vector<uint64_t> raised;
+    } cases[] = {
+        {5, 0, {}},           // at 5 ms: 5 elapsed, so 0 ms to the next
+        {5, 4995, {}},        // at 5000: not more than 5 s
+        {5, 4996, {5001}},    // more
+        {60, 39940, {65596}}, // at 40000, which 16 bits take for -25536: 25596 to the next
+        {100, 65438, {}},     // at 65538, which 16 bits take for 2: 98 to the next, where it is 100: 0
+        {0, 7000, {}},        {-1, 7000, {}},
+    };
+    for (const auto& c : cases) {
+        SimulatedHost host;
+        std::vector<uint64_t> raised;
+        host.onEvent = [&raised](int channel, int event) {
+            EXPECT_TRUE(channel == 0 && event == VRN_EVENT_RTCP_TIMEOUT);
+            raised.push_back(manual_time::Now());
+        };
+        Open(host, VRN_CHANNEL_SENDRECV);
+        host.manager.SetRtcpTimeout(0, c.timeout);
+        host.RunUntil(c.enabledAt);
+        ASSERT_EQ(1, host.manager.SetRtcpCallOptions(0, true));
+        host.RunUntil(c.enabledAt + ANY_TIME);
+        EXPECT_EQ(c.raised, raised) << c.enabledAt;
     }
-    running = false;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    VRNlogLevel = 4;
 }
 
 } // namespace
+
+// The active channel stays the one that last began to receive, stopped or created anew; hosts match on the line.
+TEST_F(CTextTransportManagerTest, EachStepOfPlayoutTellsThatTheActiveChannelIsStopped) {
+    SimulatedHost host;
+    LogCapture log;
+    Open(host, VRN_CHANNEL_RECVONLY);
+    host.RunUntil(1000); // steps that find nothing
+    const auto linesOfASecond = [&] {
+        const size_t before = log.Count("GetTextForDisp():  T140 instance not created");
+        VRNlogLevel = VRN_LOG_FAILURE;
+        host.RunUntil(manual_time::Now() + 1000);
+        VRNlogLevel = 0;
+        return log.Count("GetTextForDisp():  T140 instance not created") - before;
+    };
+    EXPECT_EQ(0U, linesOfASecond());
+    host.manager.StopFDSR(0);
+    EXPECT_EQ(20U, linesOfASecond());
+    host.manager.StartFDSR(0, VRN_CHANNEL_RECVONLY);
+    EXPECT_EQ(0U, linesOfASecond());
+    host.manager.DeleteChannel(0);
+    EXPECT_EQ(0U, linesOfASecond());
+    host.manager.CreateChannel();
+    EXPECT_EQ(20U, linesOfASecond());
+}

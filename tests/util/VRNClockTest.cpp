@@ -1,7 +1,5 @@
 #include "util/VRNClock.h"
 
-#include "tests/support/LogCapture.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -40,14 +38,12 @@ TEST(VRNClock, AFailingPlatformClockLeavesTheBaseAndStandsStill) {
     VRNResetAndGetTime();
     SetTime(1700000001, 0);
     VRNGetTickCount();
-    LogCapture log;
     s_bFails = true;
-    EXPECT_EQ(0U, VRNResetAndGetTime());
-    EXPECT_EQ(std::vector<std::string>{"VRNResetAndGetTime(): gettimeofday is failed\n"}, log.Lines());
     EXPECT_EQ(1000U, VRNGetTickCount());
     unsigned int seconds = 1, fraction = 2;
     EXPECT_EQ(-1, VRNGetNTPTime(&seconds, &fraction));
     EXPECT_TRUE(seconds == 1 && fraction == 2);
+    EXPECT_EQ(0U, VRNResetAndGetTime());
     s_bFails = false;
     SetTime(1700000003, 0);
     EXPECT_EQ(3000U, VRNGetTickCount());
