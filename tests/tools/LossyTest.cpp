@@ -1,7 +1,9 @@
 #include "lossy/LossPattern.h"
+#include "lossy/PcapFile.h"
 #include "lossy/StreamLedger.h"
 
 #include <gtest/gtest.h>
+#include <set>
 
 namespace {
 
@@ -57,25 +59,50 @@ TEST(RtpPacket, OnlyThePacketThatClosesABurstIsItsLastRepeat) {
     EXPECT_FALSE(Packet(1, {"a"}).IsLastRepeat());
 }
 
-TEST(LossPattern, LosesItsShareOfEveryStreamAndNotTheSamePackets) {
-    constexpr uint32_t packets = 20000;
-    const LossPattern pattern(4, 20);
-    unsigned lost[DIRECTION_COUNT][PACKET_KIND_COUNT] = {};
-    unsigned lostInBoth = 0;
-    for (uint32_t number = 0; number < packets; ++number) {
-        for (const Direction direction : {LEFT_TO_RIGHT, RIGHT_TO_LEFT}) {
-            for (const PacketKind kind : {RTP, RTCP}) {
-                lost[direction][kind] += pattern.Loses({direction, kind, number});
+TEST(LossPattern, LosesItsShareOfEveryStreamInRunsAsLongAsSaidAndNotTheSamePackets) {
+    constexpr uint32_t packets = 100000;
+    for (const double burst : {1.25, 4.0}) { // 1.25: what chance makes of 20 percent
+        const LossPattern pattern(LinkConditions{20, burst, 0, 0, 0, 0, 4});
+        for (PacketId packet : {PacketId{LEFT_TO_RIGHT, RTP, 0}, {LEFT_TO_RIGHT, RTCP, 0}, {RIGHT_TO_LEFT, RTCP, 0}}) {
+            double lost = 0;
+            unsigned lostInBoth = 0;
+            unsigned runs = 0;
+            for (bool last = false; packet.number < packets; ++packet.number) {
+                const bool isLost = pattern.Loses(packet);
+                lost += isLost;
+                lostInBoth += isLost && pattern.Loses({RIGHT_TO_LEFT, RTP, packet.number});
+                runs += isLost && !last;
+                last = isLost;
             }
-        }
-        lostInBoth += pattern.Loses({LEFT_TO_RIGHT, RTP, number}) && pattern.Loses({RIGHT_TO_LEFT, RTP, number});
-    }
-    for (const auto& direction : lost) {
-        for (const unsigned count : direction) {
-            EXPECT_NEAR(count, packets * 0.2, packets * 0.02);
+            EXPECT_NEAR(lost, packets * 0.2, packets * 0.02);
+            EXPECT_NEAR(lostInBoth, packets * 0.04, packets * 0.01);
+            EXPECT_NEAR(lost / runs, burst, burst * 0.1);
         }
     }
-    EXPECT_NEAR(lostInBoth, packets * 0.04, packets * 0.01);
+}
+
+TEST(LossPattern, PacketsComeTwiceAndAreHeldBackAsOftenAsSaid) {
+    const LossPattern pattern(LinkConditions{0, 1, 10, 30, 100, 50, 4});
+    std::multiset<unsigned> arrivals; // delays
+    for (uint32_t number = 0; number < 20000; ++number) {
+        for (const unsigned delay : pattern.ArrivalDelays({RIGHT_TO_LEFT, RTP, number})) {
+            arrivals.insert(delay);
+        }
+    }
+    const auto heldBack = arrivals.upper_bound(150);
+    EXPECT_NEAR(static_cast<double>(arrivals.size()), 22000, 300);
+    EXPECT_NEAR(static_cast<double>(std::distance(heldBack, arrivals.end())), 6600, 300);
+    EXPECT_EQ(*arrivals.begin(), 100U);
+    EXPECT_NEAR(*heldBack, 450, 2) << "the least that is held back";
+}
+
+TEST(PcapFile, DatagramsGetTheirIpAndUdpHeaders) {
+    const WireBytes ipv4 = {0x45, 0,    0,    29,   0, 0, 0x40, 0,    64, 17,
+                            0x3C, 0xCE, 127,  0,    0, 1, 127,  0,    0,  1, // IPv4
+                            0x13, 0x8C, 0x1B, 0x5C, 0, 9, 0x71, 0xF1, 'a'};  // UDP
+    EXPECT_EQ(UdpInIp({"127.0.0.1", 5004}, {"127.0.0.1", 7004}, {'a'}), ipv4);
+    const WireBytes ipv6 = UdpInIp({"::1", 5004}, {"::1", 7004}, {0xD0, 0xF0});
+    EXPECT_EQ(WireBytes(ipv6.end() - 4, ipv6.end() - 2), (WireBytes{0xFF, 0xFF})) << "0 would mean no checksum";
 }
 
 TEST(StreamLedger, WhatLaterPacketsRepeatIsNotLost) {

@@ -64,6 +64,7 @@ TEST(TextForms, EveryTextSurvivesTheWayThroughAFile) {
 
 TEST(TextForms, NothingShownMovesTheCursor) {
     EXPECT_EQ(VisibleText("a\bb\r\nc\x1B[2J\xC2\x9B\x9B\xE2\x80\xA8\xEF\xBB\xBF"), "a⌫b↵c·[2J··↵");
+    EXPECT_EQ(VisibleText("\xC1\x9B\xE0\x82\x9B\xF0\x80\x82\x9B\u0800"), "···\u0800") << "overlong controls";
 }
 
 TEST(TextForms, ACharacterIsNeverCut) {
@@ -92,7 +93,8 @@ TEST(TypingScript, CharactersComeAtTheRateAndPhrasesNotBeforeTheirTime) {
         EXPECT_EQ(script.Keystrokes()[i].endsPhrase, expected[i].endsPhrase) << i;
     }
     EXPECT_EQ(script.HangupMs(), 12500);
-    for (const char* wrong : {"at x hello", "at 1 ", "at -1 a", "rate 0", "rate", "hangup", "say 1 a", "at 1 \\q"}) {
+    for (const char* wrong :
+         {"at x hello", "at 1 ", "at -1 a", "rate 1e-300", "rate", "hangup", "say 1 a", "at 1 \\q"}) {
         std::istringstream line(wrong);
         EXPECT_NE(TypingScript().Read(line), "") << wrong;
     }

@@ -8,6 +8,7 @@ struct CallOptions {
     CallSettings call;
     std::string logPath; // empty: the engine's lines are dropped
     int logLevel = 4;
+    bool echo = false;
     double lingerSeconds = 3; // how long to stay once there is no more to type
     // For a scripted call.
     std::string scriptPath; // empty: standard input is typed

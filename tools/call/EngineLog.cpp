@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <unistd.h>
@@ -20,6 +21,18 @@ constexpr long NS_PER_MS = 1000000;
 
 // -1: lines are dropped. Never closed: an engine thread may be writing to it until the process ends.
 std::atomic<int> s_nLogFd{-1};
+PacketCounter s_Packets;
+std::atomic<unsigned> s_nRefusals{0};
+
+// "StartSend fail", "Start Transport failed" and the like; these lines are fixed.
+bool IsRefusal(const char* line) {
+    for (const char* start : {"CTextSessionManager::StartFDSR(): ", "CTextSessionManager::SetVEStatus(): "}) {
+        if (strncmp(line, start, strlen(start)) == 0) {
+            return strstr(line, " fail") != nullptr;
+        }
+    }
+    return false;
+}
 
 size_t FormatHead(char* head, const char* tag) {
     timespec now = {};
@@ -38,20 +51,32 @@ bool OpenEngineLog(const std::string& path) {
     return s_nLogFd >= 0;
 }
 
+unsigned EngineRefusals() {
+    return s_nRefusals;
+}
+
+PacketCounter& EnginePackets() {
+    return s_Packets;
+}
+
 // Stands in for the platform's function in this process. Takes no lock: a line is one write to a file opened for
 // appending, and the engine may log while it holds locks of its own.
 __attribute__((visibility("default"))) int __android_log_print(int /*prio*/, const char* tag, const char* fmt, ...) {
-    const int fd = s_nLogFd;
-    if (fd < 0) {
-        return 0;
-    }
     const int savedErrno = errno;
     char line[HEAD_SIZE + MESSAGE_SIZE + 1];
     const size_t head = FormatHead(line, tag);
+    line[head] = '\0';
     va_list args;
     va_start(args, fmt);
     const int formatted = vsnprintf(line + head, MESSAGE_SIZE, fmt, args);
     va_end(args);
+    s_Packets.Count(line + head);
+    s_nRefusals += IsRefusal(line + head) ? 1 : 0;
+    const int fd = s_nLogFd;
+    if (fd < 0) {
+        errno = savedErrno;
+        return 0;
+    }
     size_t length = head + (formatted < 0 ? 0 : static_cast<size_t>(formatted));
     if (formatted >= static_cast<int>(MESSAGE_SIZE)) {
         length = head + MESSAGE_SIZE - 1;

@@ -16,6 +16,7 @@ bool ScriptedCall::Run(const TypingScript& script, int64_t lingerMs, int stopFd)
     while ((waits[1].revents & POLLIN) == 0) {
         TypeDue(script);
         TakeInbox();
+        m_Call.WatchRtcp();
         const int64_t now = m_Clock.NowMs();
         m_Printer.PrintStale(now);
         const bool allTyped = m_nTyped == script.Keystrokes().size();

@@ -1,12 +1,15 @@
 #include "call/TextCall.h"
 
+#include "call/EngineLog.h"
+
 #include <atomic>
 #include <cstring>
 
 namespace {
 
-// The engine marks loss with these two bytes, which no UTF-8 text has.
-constexpr unsigned char LOSS_MARK[] = {0xFD, 0xFF};
+// The engine marks loss with two bytes that no UTF-8 text has, and nothing behind them. A far end that sends the two gets
+// them through as the start of a character of six bytes.
+constexpr unsigned char LOSS_MARK[] = {0xFD, 0xFF, 0};
 
 std::atomic<CallListener*> s_pListener{nullptr};
 
@@ -91,13 +94,18 @@ bool TextCall::Configure(const CallSettings& settings) {
 }
 
 std::string TextCall::StartMedia(const CallSettings& settings) {
+    const unsigned refusals = EngineRefusals();
     m_pEngine->VRN_StartFDSR(m_nChannel, settings.direction, 0);
-    // A failed start returns success too; a started channel holds its ports.
+    // A failed start returns success too; a started channel holds its ports, and the log has no failure.
     if (BindError(settings.local) == 0 || BindError(settings.local.Rtcp()) == 0) {
         return "the engine could not open its sockets (--log FILE has its reasons)";
     }
+    if (EngineRefusals() != refusals) {
+        return "the engine could not start in this direction (--log FILE has its reasons)";
+    }
     m_Direction = settings.direction;
-    if (settings.rtcp && m_pEngine->VRN_SetCallOptions(m_nChannel, true) != 1) {
+    m_RtcpTimeout = std::chrono::seconds(settings.rtcpTimeoutSeconds);
+    if (settings.rtcp && !SwitchRtcp(true)) {
         return "the engine could not start RTCP (--log FILE has its reasons)";
     }
     return "";
@@ -106,6 +114,40 @@ std::string TextCall::StartMedia(const CallSettings& settings) {
 bool TextCall::Type(std::string_view text) {
     std::string bytes(text);
     return m_pEngine->VRN_SendText(m_nChannel, bytes.data(), static_cast<unsigned>(bytes.size())) == 1;
+}
+
+bool TextCall::SwitchDirection(VRN_CHANNEL_STATUS direction) {
+    const unsigned refusals = EngineRefusals();
+    // A failed change returns success too, and leaves the direction as it was.
+    if (m_pEngine->VRN_SetVEStatus(m_nChannel, direction) != 1 || EngineRefusals() != refusals) {
+        return false;
+    }
+    m_Direction = direction;
+    return true;
+}
+
+bool TextCall::SwitchRtcp(bool enabled) {
+    if (m_pEngine->VRN_SetCallOptions(m_nChannel, enabled) != 1) {
+        return false;
+    }
+    m_bRtcp = enabled;
+    m_LastRtcp = std::chrono::steady_clock::now();
+    m_bSilenceTold = false;
+    return true;
+}
+
+void TextCall::WatchRtcp() {
+    const uint32_t received = EnginePackets().Counts().rtcpReceived;
+    const auto now = std::chrono::steady_clock::now();
+    if (received != m_nRtcpReceived) {
+        m_nRtcpReceived = received;
+        m_LastRtcp = now;
+        m_bSilenceTold = false;
+    } else if (m_bRtcp && !m_bSilenceTold && m_RtcpTimeout.count() > 0 && now - m_LastRtcp > m_RtcpTimeout) {
+        SwitchRtcp(false);
+        SwitchRtcp(true);
+        m_bSilenceTold = true;
+    }
 }
 
 void TextCall::End() {

@@ -5,6 +5,7 @@
 #include "common/Endpoint.h"
 
 #include <CorvaneTextEngineClient.h>
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -45,7 +46,17 @@ public:
 
     // Hands over typed text, whole characters, at most MAX_TYPED bytes. False when the engine refuses it.
     bool Type(std::string_view text);
+    VRN_CHANNEL_STATUS Direction() const { return m_Direction; }
     bool CanType() const { return (m_Direction & VRN_CHANNEL_SENDONLY) != 0; }
+
+    // Switches the direction of the started call. Sequence numbers start anew when sending starts anew, and a far end that
+    // goes on from the last one it saw drops packets until they are above it.
+    bool SwitchDirection(VRN_CHANNEL_STATUS direction);
+    bool SwitchRtcp(bool enabled);
+    // To be called twice a second or so. The engine looks for a silent far end only when RTCP is switched on: once none
+    // has come for the time-out, this switches it off and on, and the listener hears of it. Counts by the engine's trace
+    // lines.
+    void WatchRtcp();
 
     // Stops and deletes the channel; the listener hears nothing more. Harmless when there is none.
     void End();
@@ -61,6 +72,11 @@ private:
     CorvaneTextEngineClient* const m_pEngine;
     int m_nChannel = -1;
     VRN_CHANNEL_STATUS m_Direction = VRN_CHANNEL_INACTIVE;
+    bool m_bRtcp = false;
+    std::chrono::seconds m_RtcpTimeout{0}; // 0: none
+    std::chrono::steady_clock::time_point m_LastRtcp;
+    uint32_t m_nRtcpReceived = 0;
+    bool m_bSilenceTold = false;
 };
 
 #endif

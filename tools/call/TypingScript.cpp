@@ -9,6 +9,7 @@ namespace {
 
 constexpr double MS_PER_SECOND = 1000;
 constexpr double MAX_SECONDS = 86400;
+constexpr double MIN_RATE = 0.01;
 constexpr double MAX_RATE = 1000;
 
 // Takes the word up to the next blank, and that blank.
@@ -49,7 +50,7 @@ bool TypingScript::ReadLine(std::string_view line) {
         return ReadPhrase(line);
     }
     if (word == "rate") {
-        return ParseNumber(line, MAX_RATE, m_dRate) && m_dRate > 0;
+        return ParseNumber(line, MAX_RATE, m_dRate) && m_dRate >= MIN_RATE;
     }
     double seconds = 0;
     if (word != "hangup" || !ParseNumber(line, MAX_SECONDS, seconds)) {

@@ -5,6 +5,9 @@
 #include <chrono>
 #include <cstdint>
 
+// The last second since 1970 that may be zero, in the year 2106: nanoseconds of it fit the clock.
+constexpr double LAST_TIME_ZERO = 4294967295;
+
 // Runs on the steady clock, so a clock set during a call moves nothing. Thread-safe.
 class CallClock {
 public:

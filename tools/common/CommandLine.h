@@ -5,6 +5,8 @@
 #include "common/Endpoint.h"
 
 #include <CLI/CLI.hpp>
+#include <limits>
+#include <sstream>
 
 constexpr int EXIT_WRONG_USE = 2;
 constexpr unsigned MAX_PAYLOAD_TYPE = 127; // RFC 3550, 5.1: seven bits
@@ -28,10 +30,24 @@ inline CLI::Option* AddNumber(CLI::App& app, const std::string& name, unsigned& 
         ->capture_default_str();
 }
 
+// A quantity from `least` to `most`, which NaN is not; what it holds is the default.
+inline CLI::Option* AddQuantity(CLI::App& app, const std::string& name, double& quantity, double least, double most,
+                                const std::string& help) {
+    const auto problem = [least, most](const std::string& text) {
+        double value = 0;
+        const bool isWithin = CLI::detail::lexical_cast(text, value) && value >= least && value <= most;
+        std::ostringstream range;
+        range.precision(std::numeric_limits<double>::digits10);
+        range << "Value " << text << " not in range " << least << " to " << most;
+        return isWithin ? std::string() : range.str();
+    };
+    return app.add_option(name, quantity, help)->check(problem)->capture_default_str();
+}
+
 // Parses and reports a mistake in one line: true to go on, else `exitStatus` is what main returns.
 inline bool ParseCommandLine(CLI::App& app, int argc, char** argv, int& exitStatus) {
-    app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-        return std::string(error.what()) + " (--help explains)\n";
+    app.failure_message([](const CLI::App* program, const CLI::Error& error) {
+        return program->get_name() + ": " + error.what() + " (--help explains)\n";
     });
     try {
         app.parse(argc, argv);

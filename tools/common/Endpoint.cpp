@@ -49,8 +49,7 @@ bool Endpoint::Parse(const std::string& text, Endpoint& endpoint) {
 }
 
 std::string Endpoint::ToString() const {
-    const bool isIPv6 = ip.find(':') != std::string::npos;
-    return (isIPv6 ? "[" + ip + "]" : ip) + ":" + std::to_string(port);
+    return (IsIPv6() ? "[" + ip + "]" : ip) + ":" + std::to_string(port);
 }
 
 Endpoint Endpoint::Rtcp() const {

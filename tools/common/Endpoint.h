@@ -14,6 +14,7 @@ struct Endpoint {
     // (RFC 3550, 11). Leaves `endpoint` alone then.
     static bool Parse(const std::string& text, Endpoint& endpoint);
 
+    bool IsIPv6() const { return ip.find(':') != std::string::npos; }
     std::string ToString() const;
     // Where RTCP goes when this is where RTP goes.
     Endpoint Rtcp() const;

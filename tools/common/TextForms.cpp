@@ -32,12 +32,19 @@ bool IsControl(char byte) {
     return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F;
 }
 
+// More bytes than the character needs, behind which a lenient terminal may find a control (RFC 3629, 10).
+bool IsOverlong(std::string_view character) {
+    const auto lead = static_cast<unsigned char>(character[0]);
+    const auto next = static_cast<unsigned char>(character.size() > 1 ? character[1] : 0);
+    return lead == 0xC0 || lead == 0xC1 || (lead == 0xE0 && next < 0xA0) || (lead == 0xF0 && next < 0x90);
+}
+
 // False for what a terminal may take as a command: controls, those of eight-bit terminals (U+0080 to U+009F) among them,
 // and bytes that are no character.
 bool IsShowable(std::string_view character) {
     const bool isC1 =
         character.size() == 2 && character[0] == '\xC2' && static_cast<unsigned char>(character[1]) < 0xA0;
-    return !IsControl(character[0]) && !isC1 &&
+    return !IsControl(character[0]) && !isC1 && !IsOverlong(character) &&
            character.size() == LengthByLead(static_cast<unsigned char>(character[0])) && !IsContinuation(character[0]);
 }
 

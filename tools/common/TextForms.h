@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+// T.140's preferred new line, LINE SEPARATOR (U+2028). CR LF is its second choice.
+constexpr const char* T140_NEW_LINE = "\xE2\x80\xA8";
+
 // Bytes of the character that starts the text, as its lead byte says (RFC 3629), never more than the text has; a byte
 // that leads nothing counts as one. 0 for empty text.
 size_t CharacterLength(std::string_view text);

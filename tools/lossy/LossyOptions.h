@@ -3,6 +3,7 @@
 #define TOOLS_LOSSY_LOSSY_OPTIONS_H
 
 #include "common/Endpoint.h"
+#include "lossy/LossPattern.h"
 
 // One of the two parties.
 struct RelaySide {
@@ -14,13 +15,13 @@ struct RelaySide {
 struct LossyOptions {
     RelaySide left{"left", {}, {}};
     RelaySide right{"right", {}, {}};
-    double lossPercent = 0;
-    uint64_t seed = 1;
+    LinkConditions link;
     unsigned redPayloadType = 100;
     bool showLosses = false;
-    std::string reportPath; // empty: none is written
-    std::string pidPath;    // empty: none is written
-    double timeZero = 0;    // seconds since 1970 that time stamps count from; 0: the start
+    std::string reportPath;  // empty: none is written
+    std::string pidPath;     // empty: none is written
+    std::string capturePath; // empty: none is written
+    double timeZero = 0;     // seconds since 1970 that time stamps count from; 0: the start
 };
 
 // True when the options hold. Otherwise what there is to say has been said (a mistake, the help) and `exitStatus` is

@@ -1,5 +1,6 @@
 #include "lossy/Relay.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -29,8 +30,8 @@ int OpenConnectedSocket(const Endpoint& here, const Endpoint& party) {
 
 } // namespace
 
-Relay::Relay(const LossyOptions& options, const RelayReport& report)
-    : m_Options(options), m_Report(report), m_Pattern(options.seed, options.lossPercent), m_nFds{{-1, -1}, {-1, -1}},
+Relay::Relay(const LossyOptions& options, const RelayReport& report, PcapFile& capture)
+    : m_Options(options), m_Report(report), m_Capture(capture), m_Pattern(options.link), m_nFds{{-1, -1}, {-1, -1}},
       m_Datagram(MAX_DATAGRAM) {}
 
 Relay::~Relay() {
@@ -68,62 +69,103 @@ void Relay::Run(int stopFd) {
                       {stopFd, POLLIN, 0}};
     constexpr nfds_t sockets = DIRECTION_COUNT * PACKET_KIND_COUNT;
     while ((waits[sockets].revents & POLLIN) == 0) {
-        poll(waits, sockets + 1, -1);
+        poll(waits, sockets + 1, WaitMs());
         for (nfds_t i = 0; i < sockets; ++i) {
             if (waits[i].revents != 0) {
                 Receive(static_cast<Direction>(i / PACKET_KIND_COUNT), static_cast<PacketKind>(i % PACKET_KIND_COUNT));
             }
         }
+        DeliverUntil(Clock::now());
     }
+    DeliverUntil(Clock::time_point::max());
+}
+
+int Relay::WaitMs() const {
+    if (m_Flying.empty()) {
+        return -1;
+    }
+    // Rounded up: to wake before it is due would be to wake twice.
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(m_Flying.begin()->first - Clock::now()).count();
+    return static_cast<int>(std::max<int64_t>(wait, 0));
 }
 
 void Relay::Receive(Direction direction, PacketKind kind) {
-    const ssize_t length = recv(m_nFds[direction][kind], m_Datagram.data(), m_Datagram.size(), MSG_DONTWAIT);
+    const ssize_t received = recv(m_nFds[direction][kind], m_Datagram.data(), m_Datagram.size(), MSG_DONTWAIT);
     // Also what a party that is not there yet, or no more, reports: nothing was received.
-    if (length < 0 || !Passes(direction, kind, m_Datagram.data(), static_cast<size_t>(length))) {
+    if (received < 0) {
         return;
     }
-    const int out = m_nFds[Opposite(direction)][kind];
-    if (send(out, m_Datagram.data(), static_cast<size_t>(length), 0) < 0 && errno == ECONNREFUSED) {
-        // The error was an earlier datagram's, and is now cleared.
-        send(out, m_Datagram.data(), static_cast<size_t>(length), 0);
+    const Flight flight{
+        direction, kind, ++m_nReceived[direction][kind], {m_Datagram.begin(), m_Datagram.begin() + received}};
+    Capture(flight);
+    for (const unsigned delay : ArrivalDelays(flight)) {
+        m_Flying.emplace(Clock::now() + std::chrono::milliseconds(delay), flight);
     }
 }
 
-bool Relay::Passes(Direction direction, PacketKind kind, const uint8_t* data, size_t length) {
-    if (kind == RTCP) {
-        return RtcpPasses(direction);
+void Relay::Capture(const Flight& flight) {
+    if (m_Capture.IsOpen()) {
+        const RelaySide& side = flight.direction == LEFT_TO_RIGHT ? m_Options.left : m_Options.right;
+        const Endpoint from = flight.kind == RTP ? side.party : side.party.Rtcp();
+        const Endpoint to = flight.kind == RTP ? side.here : side.here.Rtcp();
+        m_Capture.Add(std::chrono::system_clock::now(), UdpInIp(from, to, flight.data));
     }
+}
+
+std::vector<unsigned> Relay::ArrivalDelays(const Flight& flight) {
+    DirectionAccount& account = m_Accounts[flight.direction];
+    PacketId id = {flight.direction, flight.kind, account.rtcpRelayed + account.rtcpDropped};
     RtpPacket packet;
-    if (!RtpPacket::Parse(data, length, m_Options.redPayloadType, packet)) {
-        ++m_Accounts[direction].notRtp;
-        return true;
+    if (flight.kind == RTP) {
+        if (!RtpPacket::Parse(flight.data.data(), flight.data.size(), m_Options.redPayloadType, packet)) {
+            ++account.notRtp;
+            return {m_Options.link.delayMs};
+        }
+        id.number = account.rtp.ExtendedNumber(packet);
     }
-    return RtpPasses(direction, packet);
+    if (!(flight.kind == RTP ? RtpPasses(id, packet) : RtcpPasses(id))) {
+        return {};
+    }
+    const std::vector<unsigned> delays = m_Pattern.ArrivalDelays(id);
+    account.disorder[flight.kind].duplicated += static_cast<unsigned>(delays.size()) - 1;
+    return delays;
 }
 
-bool Relay::RtpPasses(Direction direction, const RtpPacket& packet) {
-    StreamLedger& ledger = m_Accounts[direction].rtp;
-    const PacketId id = {direction, RTP, ledger.ExtendedNumber(packet)};
+bool Relay::RtpPasses(const PacketId& id, const RtpPacket& packet) {
+    StreamLedger& ledger = m_Accounts[id.direction].rtp;
     const bool passes = ledger.IsFirst(packet) || packet.IsLastRepeat() || !m_Pattern.Loses(id);
     LostForGood lost;
     ledger.Enter(packet, passes, lost);
     if (!passes) {
-        m_Report.ShowDrop(direction, packet);
+        m_Report.ShowDrop(id.direction, packet);
     }
     if (lost.packets > 0) {
-        m_Report.ShowLostForGood(direction, lost);
+        m_Report.ShowLostForGood(id.direction, lost);
     }
     return passes;
 }
 
-bool Relay::RtcpPasses(Direction direction) {
-    DirectionAccount& account = m_Accounts[direction];
-    const PacketId id = {direction, RTCP, account.rtcpRelayed + account.rtcpDropped};
+bool Relay::RtcpPasses(const PacketId& id) {
+    DirectionAccount& account = m_Accounts[id.direction];
     const bool passes = !m_Pattern.Loses(id);
     ++(passes ? account.rtcpRelayed : account.rtcpDropped);
     if (!passes) {
-        m_Report.ShowRtcpDrop(direction);
+        m_Report.ShowRtcpDrop(id.direction);
     }
     return passes;
+}
+
+void Relay::DeliverUntil(Clock::time_point until) {
+    const auto end = m_Flying.upper_bound(until);
+    for (auto next = m_Flying.begin(); next != end; next = m_Flying.erase(next)) {
+        const Flight& flight = next->second;
+        const int out = m_nFds[Opposite(flight.direction)][flight.kind];
+        if (send(out, flight.data.data(), flight.data.size(), 0) < 0 && errno == ECONNREFUSED) {
+            // The error was an earlier datagram's, and is now cleared.
+            send(out, flight.data.data(), flight.data.size(), 0);
+        }
+        uint32_t& latest = m_nLatestPlace[flight.direction][flight.kind];
+        m_Accounts[flight.direction].disorder[flight.kind].reordered += flight.place < latest;
+        latest = std::max(latest, flight.place);
+    }
 }

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr const char* DIRECTION_WORDS[] = {"left-right", "right-left"};
+constexpr const char* KIND_WORDS[] = {"rtp", "rtcp"};
 
 } // namespace
 
@@ -54,6 +55,10 @@ void RelayReport::WriteForProgram(const RelayAccounts& accounts, std::ostream& o
         output << word << "rtp-restored " << account.rtp.Restored() << '\n';
         output << word << "rtcp-relayed " << account.rtcpRelayed << '\n';
         output << word << "rtcp-dropped " << account.rtcpDropped << '\n';
+        for (const PacketKind kind : {RTP, RTCP}) {
+            output << word << KIND_WORDS[kind] << "-duplicated " << account.disorder[kind].duplicated << '\n';
+            output << word << KIND_WORDS[kind] << "-reordered " << account.disorder[kind].reordered << '\n';
+        }
         output << word << "not-rtp " << account.notRtp << '\n';
         for (const LostForGood& lost : account.rtp.AllLostForGood()) {
             output << word << "lost-for-good " << lost.firstNumber << ' ' << lost.packets << ' ' << Escape(lost.text)
@@ -70,9 +75,12 @@ void RelayReport::PrintForPerson(const RelayAccounts& accounts) const {
             lost += each.packets;
         }
         fprintf(stderr,
-                "link %s: RTP %u relayed, %u dropped (%u brought again by later packets, %u lost for good); "
-                "RTCP %u relayed, %u dropped; not RTP %u relayed\n",
+                "link %s: RTP %u relayed, %u dropped (%u brought again by later packets, %u lost for good), "
+                "%u duplicated, %u reordered; RTCP %u relayed, %u dropped, %u duplicated, %u reordered; "
+                "not RTP %u relayed\n",
                 Route(direction).c_str(), account.rtp.Relayed(), account.rtp.Dropped(), account.rtp.Restored(), lost,
-                account.rtcpRelayed, account.rtcpDropped, account.notRtp);
+                account.disorder[RTP].duplicated, account.disorder[RTP].reordered, account.rtcpRelayed,
+                account.rtcpDropped, account.disorder[RTCP].duplicated, account.disorder[RTCP].reordered,
+                account.notRtp);
     }
 }

@@ -10,12 +10,19 @@
 #include <array>
 #include <ostream>
 
+// What the link did to packets that it let through.
+struct Disorder {
+    unsigned duplicated = 0;
+    unsigned reordered = 0; // left after a packet that had come in later; duplicates count too
+};
+
 // The account of one direction.
 struct DirectionAccount {
     StreamLedger rtp;
     unsigned rtcpRelayed = 0;
     unsigned rtcpDropped = 0;
     unsigned notRtp = 0; // relayed all the same
+    Disorder disorder[PACKET_KIND_COUNT];
 };
 
 using RelayAccounts = std::array<DirectionAccount, DIRECTION_COUNT>;

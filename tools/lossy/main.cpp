@@ -1,3 +1,4 @@
+#include "common/StandardStreams.h"
 #include "common/StopSignal.h"
 #include "lossy/Relay.h"
 
@@ -17,6 +18,11 @@ int Complain(const std::string& problem, int exitStatus) {
     return exitStatus;
 }
 
+// errno has the reason.
+int ComplainOfFile(const std::string& path, int exitStatus) {
+    return Complain("cannot write " + path + ": " + strerror(errno), exitStatus);
+}
+
 bool WritePid(const std::string& path) {
     std::ofstream file(path);
     file << getpid() << '\n';
@@ -32,6 +38,7 @@ bool WriteReport(const std::string& path, const RelayReport& report, const Relay
 } // namespace
 
 int main(int argc, char** argv) {
+    OpenStandardStreams();
     LossyOptions options;
     int exitStatus = 0;
     if (!ReadLossyOptions(argc, argv, options, exitStatus)) {
@@ -40,18 +47,25 @@ int main(int argc, char** argv) {
     const StopSignal stop;
     const CallClock clock(options.timeZero);
     const RelayReport report(options, clock);
-    Relay relay(options, report);
+    PcapFile capture;
+    if (!options.capturePath.empty() && !capture.Open(options.capturePath)) {
+        return ComplainOfFile(options.capturePath, EXIT_CANNOT_START);
+    }
+    Relay relay(options, report, capture);
     const std::string problem = relay.Open();
     if (!problem.empty()) {
         return Complain(problem, EXIT_CANNOT_START);
     }
     if (!options.pidPath.empty() && !WritePid(options.pidPath)) {
-        return Complain("cannot write " + options.pidPath + ": " + strerror(errno), EXIT_CANNOT_START);
+        return ComplainOfFile(options.pidPath, EXIT_CANNOT_START);
     }
     relay.Run(stop.Fd());
     report.PrintForPerson(relay.Accounts());
     if (!options.reportPath.empty() && !WriteReport(options.reportPath, report, relay.Accounts())) {
-        return Complain("cannot write " + options.reportPath + ": " + strerror(errno), EXIT_CANNOT_WRITE);
+        return ComplainOfFile(options.reportPath, EXIT_CANNOT_WRITE);
+    }
+    if (!capture.Ok()) {
+        return Complain(options.capturePath + " lacks packets that could not be written", EXIT_CANNOT_WRITE);
     }
     return 0;
 }
