@@ -22,8 +22,8 @@
 // The event handler
 //   Event 1 comes on the engine's feeder thread, event 2 on a timer thread; both can run at the same time, two events
 //   of one kind cannot. The handler returns quickly and does not throw: while it runs event 1 no further text is
-//   delivered, and while it runs event 2 (raised with its channel's transport lock held) no channel may receive or show
-//   text.
+//   delivered, and while it runs event 2 (raised with its channel's transport lock held) receiving and showing text can
+//   stand still, on all channels.
 //   From inside either event the handler may call, for its own and for any other channel, VRN_SendText,
 //   VRN_SetVEStatus, VRN_StartFDSR, VRN_StopFDSR, VRN_ReconfigIPPort and every setter, and may create a channel or
 //   delete one, from event 1 also its own. Refused with -1 and a line: deleting the last channel from inside an event,
@@ -47,7 +47,7 @@
 #endif
 
 // The direction of a channel, a bit set: bit 0 sends, bit 1 receives. Only these two bits have effect; other bits of a
-// value passed as an int are stored and compared but do nothing.
+// value passed as an int are stored and compared, and make RTCP send receiver reports.
 enum VRN_CHANNEL_STATUS : std::int32_t {
     VRN_CHANNEL_INACTIVE = 0,
     VRN_CHANNEL_SENDONLY = 1,
@@ -70,7 +70,7 @@ struct stVRN_CodecInfo {
     std::uint32_t nSendT140PayloadType; // offset 24: plain T.140 sent, and the type of each RED block
     std::uint32_t nSendRedPayloadType;  // offset 28: RED sent
     std::uint32_t nRedundancyLevel;     // offset 32: earlier generations in each packet (RFC 4103), low 8 bits; 0 is
-                                        // plain T.140, 2 is usual
+                                        // plain T.140, 2 is usual; behind 16 and more this engine reads no text
 };
 
 // What event 1 points to. The engine owns the record and the text; both are good only until the handler returns, so
@@ -113,9 +113,8 @@ public:
     int VRN_Init();
 
     // Takes the lowest free channel id. 0 to 2, or -1 when all three are taken, or refused from inside an event (see
-    // above). The first channel starts the engine's
-    // three threads and resets its millisecond clock. The channel keeps the event handler set at this moment for its
-    // event 2.
+    // above). The first channel starts the engine's three threads and resets its millisecond clock. The channel keeps
+    // the event handler set at this moment for its event 2.
     int VRN_CreateChannel();
 
     // Payload types and redundancy. -1: id not 0 to 2, no such channel, or null. Payload types of RTP hold from the
@@ -124,7 +123,8 @@ public:
 
     // Where the far end receives: IPv4 or IPv6 in text form (64 characters are kept, no zone) and its RTP port; its
     // RTCP port is the next one (RFC 3550, 11). Holds from the next start. -1: id not 0 to 2, no such channel, or
-    // null. The text is not checked: at the start, one that is no address leaves the previous address and port.
+    // null. The text is not checked: at the start, one that is no address leaves the address and port of the start
+    // before, or none.
     int VRN_SetSendIPnPort(int channel, const char* ip, unsigned short port);
 
     // Where this side receives, likewise: the local address to bind, its RTP port, and the next one for RTCP.
@@ -154,7 +154,8 @@ public:
     // is then off. 1 also when there is no such channel; -1: id not 0 to 2, or the stop or the start failed.
     int VRN_ReconfigIPPort(int channel);
 
-    // Switches the direction of a started channel (a hold, for example). The sockets stay open. 1 also when switching
+    // Switches the direction of a started channel (a hold, for example). The sockets stay open. Sequence numbers start
+    // at 1 again where sending starts, and from 3 to 1 too: a far end may drop what follows. 1 also when switching
     // failed; -1: id not 0 to 2 or no such channel. Text that arrived meanwhile is read when receiving resumes.
     int VRN_SetVEStatus(int channel, int direction);
 
@@ -167,11 +168,12 @@ public:
     int VRN_SetRtcpOnCall(int channel, int first, int second);
 
     // How many seconds without RTCP from the far end raise event 2. The silence is compared in seconds, and a change
-    // holds from the next check; but the timer of the check takes the number less the silence so far, in ms, as
-    // milliseconds. So with N the first check comes N ms after RTCP is switched on, raises the event when the far end
-    // has been silent for more than N s by then (since its last report, or since the start), and otherwise mostly
-    // never runs again: at 0 and below the timer does not fire. A host that must notice a silent far end does not rely
-    // on event 2 alone. RTCP switched on with 0 never raises it. -1: id not 0 to 2 or no such channel.
+    // holds from the next check; but the timer of the check takes the number, after the first check less the silence
+    // so far in ms, as milliseconds. So with N the first check comes N ms after RTCP is switched on, raises the event
+    // when the far end has been silent for more than N s by then (since its last report, or since the start), and
+    // otherwise mostly never runs again: at 0 and below the timer does not fire. A host that must notice a silent far
+    // end does not rely on event 2 alone. RTCP switched on with 0 never raises it. -1: id not 0 to 2 or no such
+    // channel.
     int VRN_SetRtcpTimeout(int channel, short seconds);
 
     // Switches RTCP (RFC 3550, 6) on or off on a started channel: a report every 2000 ms, the time-out check, and the
