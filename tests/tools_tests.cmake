@@ -32,5 +32,5 @@ endif()
 if(NOT VRN_SANITIZE AND NOT CMAKE_CROSSCOMPILING AND CMAKE_BUILD_TYPE STREQUAL "Release")
   add_test(NAME Wire.TsharkReadsWhatWasTyped
     COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tools/wire_check.py ${PROJECT_BINARY_DIR})
-  set_tests_properties(Wire.TsharkReadsWhatWasTyped PROPERTIES TIMEOUT 120 COST 1000)
+  set_tests_properties(Wire.TsharkReadsWhatWasTyped PROPERTIES TIMEOUT 240 COST 1000)
 endif()

@@ -29,7 +29,7 @@ REPORT_START = ["frame.time_epoch", "udp.srcport", "udp.length", "rtcp.pt", "rtc
 
 
 def start(*command, **streams):
-    return subprocess.Popen(["timeout", "--foreground", "100", *command], **streams)
+    return subprocess.Popen(["timeout", "--foreground", "200", *command], **streams)
 
 
 # A call through the relay, whose files are called `path`: the left party on pipes, the right one, too, or on a terminal.
