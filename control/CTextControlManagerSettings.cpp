@@ -3,10 +3,15 @@
 #include "control/CTextControlManager.h"
 
 #include "control/CTextSessionManager.h"
+#include "util/VRNLog.h"
 
 int CTextControlManager::SetSendCodec(int channel, stVRN_CodecInfo* codec) {
-    CSessionPin session(*this, channel, __PRETTY_FUNCTION__, EmptySlotLine::ChannelID, codec != nullptr);
+    CSessionPin session(*this, channel, __PRETTY_FUNCTION__, EmptySlotLine::ChannelID);
     if (!session) {
+        return -1;
+    }
+    if (codec == nullptr) {
+        VRN_LOG(VRN_LOG_FAILURE, "%s: Invalid Session %d", channel);
         return -1;
     }
     session->Transport().SetSendCodec(codec);

@@ -68,15 +68,15 @@ template <typename T> int VRNList<T>::AddNode(T& data, Node<T>* ref, int pos) {
     Node<T>* node = m_Spares.Take();
     node->m_Data = data;
     VRN_LOG(VRN_LOG_TRACE, "%s: Current Count:%d, New Node:0x%x, Insert pos:%d", m_nCount, VRNLogAddress(node), pos);
-    if (m_nCount == 0 || m_pHeadNode == nullptr) {
+    if (m_nCount != 0 && pos != VRN_LIST_NODE && pos != VRN_LIST_HEAD) {
+        m_Spares.GiveBack(node);
+    } else if (m_pHeadNode == nullptr) { // also when all that counts was never linked
         m_pHeadNode = node;
         m_pTailNode = node;
     } else if (pos == VRN_LIST_NODE) {
         AddNodeAfter(ref, node);
-    } else if (pos == VRN_LIST_HEAD) {
-        AddNodeBefore(ref, node);
     } else {
-        m_Spares.GiveBack(node);
+        AddNodeBefore(ref, node);
     }
     ++m_nCount;
     return 1;

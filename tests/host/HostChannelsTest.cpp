@@ -50,6 +50,9 @@ TEST_F(HostChannels, BadIdsAndEmptySlotsAreRefusedByName) {
             EXPECT_EQ("CTextControlManager::" + row.name + "(): " + line, log.OwnLines().back());
         }
     }
+    EXPECT_EQ(-1, engine.VRN_SetSendCodec(EMPTY_SLOT, nullptr));
+    EXPECT_EQ("CTextControlManager::SetSendCodec(): Session not created - channelID " + std::to_string(EMPTY_SLOT),
+              log.OwnLines().back());
     EXPECT_EQ(-1, engine.VRN_SetSendCodec(0, nullptr));
     EXPECT_EQ(-1, engine.VRN_SetSendIPnPort(0, nullptr, 5000));
     EXPECT_EQ(-1, engine.VRN_SetRecvIPnPort(0, nullptr, 5000));

@@ -68,6 +68,10 @@ TEST(VRNList, EachPositionCodeActsAtItsPlace) {
                 std::reverse(letters.begin(), letters.end());
             }
             EXPECT_EQ(row.after, letters) << row.before << row.operation << row.node << " " << row.pos;
+            if (list.Count() > 0) { // nodes that were never linked, and one more
+                Do(list, '+', NONE, 7);
+            }
+            EXPECT_EQ(nullptr, list.HeadNode());
             Do(list, '+', NONE, VRN_LIST_NODE); // whatever it counted
             EXPECT_EQ("x", Drain(list, end));
         }
