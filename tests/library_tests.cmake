@@ -88,7 +88,7 @@ if(NOT VRN_SANITIZE)
         --build-options -DCMAKE_PREFIX_PATH=${package} -DCMAKE_CXX_COMPILER=${compiler}
         --test-command consumer)
     add_test(NAME Package.IsFoundByPkgConfigUnder_${compiler_name}
-      COMMAND ${consumer}/pkg-config.sh ${compiler} ${package}/${CMAKE_INSTALL_LIBDIR} ${package}-pc-${compiler_name})
+      COMMAND ${consumer}/pkg-config.sh ${package}/${CMAKE_INSTALL_LIBDIR} ${package}-pc-${compiler_name} "" ${compiler})
     set_tests_properties(Package.IsFoundByCMakeUnder_${compiler_name} Package.IsFoundByPkgConfigUnder_${compiler_name}
       PROPERTIES FIXTURES_REQUIRED package)
   endforeach()
@@ -98,6 +98,10 @@ if(NOT VRN_SANITIZE)
         --build-generator ${CMAKE_GENERATOR}
         --build-options -DCMAKE_PREFIX_PATH=${package} -DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE}
         --test-command ${CMAKE_CROSSCOMPILING_EMULATOR} ${package}-cmake/consumer)
-    set_tests_properties(Package.IsFoundByCMakeForAForeignTarget PROPERTIES FIXTURES_REQUIRED package)
+    add_test(NAME Package.IsFoundByPkgConfigForAForeignTarget
+      COMMAND ${consumer}/pkg-config.sh ${package}/${CMAKE_INSTALL_LIBDIR} ${package}-pc
+        "$<JOIN:${CMAKE_CROSSCOMPILING_EMULATOR}, >" ${CMAKE_CXX_COMPILER} --target=${CMAKE_CXX_COMPILER_TARGET})
+    set_tests_properties(Package.IsFoundByCMakeForAForeignTarget Package.IsFoundByPkgConfigForAForeignTarget
+      PROPERTIES FIXTURES_REQUIRED package)
   endif()
 endif()

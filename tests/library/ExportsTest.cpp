@@ -64,6 +64,19 @@ void AppendExports(Lines& lines) {
     [[maybe_unused]] const auto& [bytes, count] = text;
 }
 
+// Neither is a method's result in its name.
+using Engine = CorvaneTextEngineClient;
+template <typename Result, typename... Arguments> Result ResultOf(Result (Engine::*)(Arguments...));
+template <auto... methods> constexpr bool ALL_RETURN_INT = (std::is_same_v<int, decltype(ResultOf(methods))> && ...);
+static_assert(
+    ALL_RETURN_INT<
+        &Engine::VRN_Init, &Engine::VRN_CreateChannel, &Engine::VRN_SetSendCodec, &Engine::VRN_SetSendIPnPort,
+        &Engine::VRN_SetRecvIPnPort, &Engine::VRN_StartFDSR, &Engine::VRN_StopFDSR, &Engine::VRN_DeleteChannel,
+        &Engine::VRN_ReconfigIPPort, &Engine::VRN_SetVEStatus, &Engine::VRN_SetNetId, &Engine::VRN_SetRtcpOnCall,
+        &Engine::VRN_SetRtcpTimeout, &Engine::VRN_SetCallOptions, &Engine::VRN_SendText, &Engine::VRN_GetLastError>);
+static_assert(std::is_same_v<void, decltype(ResultOf(&Engine::VRN_SetEventHandler))>);
+static_assert(std::is_same_v<Engine*, decltype(GetCorvaneTextEngineClient())>);
+
 void AppendRecords(Lines& lines) {
     const Lines records = {
         SIZE(CorvaneTextEngineClient),
