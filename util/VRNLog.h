@@ -32,7 +32,7 @@ inline bool VRNLogEnabled(int threshold) {
     return __atomic_load_n(&VRNlogLevel, __ATOMIC_RELAXED) >= threshold;
 }
 
-// The name that starts a line, on the stack of the site that logs it. Keeps errno, which the platform log may change.
+// The name that starts a line. Keeps errno, which the platform log may change.
 class VRNLogName {
 public:
     explicit VRNLogName(const char* prettyFunction);
@@ -47,6 +47,14 @@ private:
     const std::string m_Name;
 };
 
+// Writes a line. Never inlined, so that a silent site costs its function neither a stack frame nor room.
+template <typename... Arguments>
+__attribute__((noinline, cold)) void VRNLogLine(const char* prettyFunction, const char* format,
+                                                Arguments... arguments) {
+    const VRNLogName name(prettyFunction);
+    __android_log_print(ANDROID_LOG_ERROR, VRN_LOG_TAG, format, name.Text(), arguments...);
+}
+
 // A copy of at most VRN_LOG_TEXT_MAX bytes of `text`: what the platform log takes of text that a host or a far end
 // supplied.
 std::string VRNLogText(const unsigned char* text, size_t length);
@@ -59,12 +67,13 @@ inline unsigned int VRNLogAddress(const void* address) {
 // Nothing is built or evaluated unless the threshold passes.
 #define VRN_LOG(threshold, format, ...) VRN_LOG_FOR(__PRETTY_FUNCTION__, threshold, format, ##__VA_ARGS__)
 
-// The same for a helper that logs in its caller's name, whose pretty-function text it was given.
+// The same for a helper that logs in its caller's name, whose pretty-function text it was given. The compiler checks
+// the format in the call that is never made.
 #define VRN_LOG_FOR(prettyFunction, threshold, format, ...)                                                            \
     do {                                                                                                               \
         if (VRNLogEnabled(threshold)) {                                                                                \
-            const VRNLogName vrnName(prettyFunction);                                                                  \
-            __android_log_print(ANDROID_LOG_ERROR, VRN_LOG_TAG, format, vrnName.Text(), ##__VA_ARGS__);                \
+            static_cast<void>(sizeof(__android_log_print(0, "", format, "", ##__VA_ARGS__)));                          \
+            VRNLogLine(prettyFunction, format, ##__VA_ARGS__);                                                         \
         }                                                                                                              \
     } while (0)
 
