@@ -101,6 +101,8 @@ private:
     int Build();
     Settings CurrentSettings();
     std::shared_ptr<T140Codec> Codec();
+    // While m_Mutex is held the codec stays: it comes and goes with both locks held.
+    T140Codec* CodecInUse() VRN_REQUIRES(m_Mutex) VRN_NO_THREAD_SAFETY_ANALYSIS { return m_pCodec.get(); }
     void CreateCodec() VRN_REQUIRES(m_Mutex);
     void ResetSendRecord() VRN_REQUIRES(m_Mutex);
     void SetRemoteAddresses(Settings& settings) VRN_REQUIRES(m_Mutex);

@@ -139,7 +139,7 @@ int CTextTransportManager::ProcessRecvdRTCP() {
 
 int CTextTransportManager::GetTextForDisp(unsigned char* buffer, unsigned int size) {
     VRNRecursiveLock lock(m_Mutex);
-    const auto codec = Codec();
+    T140Codec* const codec = CodecInUse();
     if (codec == nullptr) {
         VRN_LOG(VRN_LOG_FAILURE, "%s:  T140 instance not created");
         return 0;
