@@ -40,6 +40,7 @@ class Call:
                           "--pid-file", path + ".pid",
                           "--left-here", f"{host}:{port + 4}", "--left-party", f"{host}:{port}",
                           "--right-here", f"{host}:{port + 6}", "--right-party", f"{host}:{port + 2}")
+        self.programs = [self.link]
         self.wait("the relay", lambda: os.path.exists(path + ".pid"))
         party = [[PROGRAMS + "/vrn-call", f"--local={host}:{port + side}", f"--remote={host}:{port + 4 + side}",
                   f"--redundancy={level}"] for side in (0, 2)]
@@ -47,11 +48,15 @@ class Call:
         time.sleep(1.1)  # parties that start in the same second choose the same SSRC
         right = ["script", "-qec", shlex.join(party[1]), "/dev/null"] if self.on_terminal else party[1]
         self.right = start(*right, env=dict(os.environ, TERM="xterm"), stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
+        self.programs += [self.left, self.right]
 
     def wait(self, what, condition):
         deadline = time.monotonic() + 80
         while not condition():
-            assert time.monotonic() < deadline and self.link.poll() is None, f"waited in vain for {what}"
+            if time.monotonic() > deadline or any(program.poll() is not None for program in self.programs):
+                for program in self.programs:
+                    program.terminate()
+                raise AssertionError(f"waited in vain for {what}")
             time.sleep(0.05)
 
     # How many datagrams that party (0 left, 2 right) has sent to the relay: RTP, or RTCP, perhaps of one kind only.
